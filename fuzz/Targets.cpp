@@ -1,0 +1,70 @@
+#include "Targets.h"
+
+#include "formats/PeFile.h"
+#include "formats/RegistryText.h"
+#include "formats/ShellLinkFile.h"
+#include "formats/VersionInfo.h"
+
+#include <cstdlib>
+
+namespace {
+
+void require(bool promise)
+{
+    if (!promise)
+        std::abort();
+}
+
+void requireInside(QByteArrayView part, QByteArrayView whole)
+{
+    require(part.isEmpty() || (part.begin() >= whole.begin() && part.end() <= whole.end()));
+}
+
+} // namespace
+
+void FuzzTargets::peFile(QByteArrayView bytes)
+{
+    const auto file = PeFile::parse(bytes);
+    if (!file)
+        return;
+    for (const auto type : {PeFile::Icon, PeFile::GroupIcon, PeFile::Version}) {
+        for (const PeFile::Resource &resource : file->resources(type))
+            requireInside(resource.data, bytes);
+    }
+}
+
+void FuzzTargets::registryText(QByteArrayView bytes)
+{
+    const RegistryText::Document read = RegistryText::parse(bytes);
+    // The first round may leave out what can't be written and add the keys of stray values; after that nothing changes.
+    const RegistryText::Document first = RegistryText::parse(RegistryText::serialize(read.entries));
+    require(first.faults.isEmpty());
+    require(first.entries.size() <= 2 * read.entries.size());
+    const RegistryText::Document second = RegistryText::parse(RegistryText::serialize(first.entries));
+    require(second.faults.isEmpty() && second.entries == first.entries);
+}
+
+void FuzzTargets::shellLinkFile(QByteArrayView bytes)
+{
+    const auto link = ShellLinkFile::parse(bytes);
+    if (!link)
+        return;
+    require(link->hasIdList || !link->idListPath);
+    require(!link->idListPath || link->idListPath->contains(u'\\'));
+    require(!link->environmentPath || !link->environmentPath->isEmpty());
+    require(!link->arguments.contains(QChar(u'\0')));
+}
+
+void FuzzTargets::versionInfo(QByteArrayView bytes)
+{
+    const auto info = VersionInfo::parse(bytes);
+    if (!info)
+        return;
+    for (const char *path : {"\\", "\\VarFileInfo\\Translation", "\\StringFileInfo", "\\StringFileInfo\\040904b0",
+                             "\\StringFileInfo\\040904b0\\ProductName", "\\A\\B\\C\\D"}) {
+        if (const auto value = info->query(QString::fromLatin1(path))) {
+            requireInside(value->bytes, bytes);
+            require(VersionInfo::text(*value).size() <= value->bytes.size() / 2);
+        }
+    }
+}

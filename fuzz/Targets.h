@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QtCore/QByteArrayView>
+
+/** One function for each parser: gives it the bytes and stops the program if it breaks its promises. */
+namespace FuzzTargets {
+
+void peFile(QByteArrayView bytes);
+void registryText(QByteArrayView bytes);
+void shellLinkFile(QByteArrayView bytes);
+void versionInfo(QByteArrayView bytes);
+
+} // namespace FuzzTargets
