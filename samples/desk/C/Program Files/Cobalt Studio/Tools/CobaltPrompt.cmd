@@ -1,0 +1,3 @@
+@echo off
+title Cobalt
+cmd /k
