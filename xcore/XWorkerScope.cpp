@@ -1,0 +1,4 @@
+#include "XWorkerScope.h"
+
+XWorkerScope::XWorkerScope() = default;
+XWorkerScope::~XWorkerScope() = default;
