@@ -49,7 +49,8 @@ def packages():
     tern, harbor, koga, blau = "4w1tzt8ran6m2", "8wekq0p3n7hbc", "c5e2kobo9fz1y", "b7auwa15g3mhn"
     huddle_version = (3, 1, 4, 0)
     damaged = package("TernLabs.Ferry", tern, (0, 9, 0, 0), "Ferry", "Tern Labs", [])
-    damaged["entries"] = NOT_FOUND
+    del damaged["entries"]
+    damaged.update(NOT_FOUND)
     return [
         package(
             "HarborPine.Weather",
