@@ -1,0 +1,321 @@
+#include "platform/Platform.h"
+
+#include "platform/Environment.h"
+#include "platform/Files.h"
+#include "platform/Folders.h"
+#include "platform/Packages.h"
+#include "platform/Registry.h"
+#include "platform/Session.h"
+#include "platform/ShellLinks.h"
+#include "platform/Tokens.h"
+#include "platform/VersionResources.h"
+
+#include <QtCore/QDirIterator>
+#include <QtCore/QFileInfo>
+
+#include <mutex>
+
+namespace KvPlatform {
+
+namespace {
+
+constexpr quint32 NoSession = 0xFFFFFFFF;
+constexpr quint32 CallNotImplemented = 120; // ERROR_CALL_NOT_IMPLEMENTED
+constexpr quint16 UnitedStatesEnglish = 0x0409;
+
+class HostLinkWalk final : public LinkWalk
+{
+public:
+    explicit HostLinkWalk(const QString &folder)
+        : m_files(folder, {QStringLiteral("*.lnk")}, QDir::Files, QDirIterator::Subdirectories)
+    {}
+
+    bool hasNext() const override { return m_files.hasNext(); }
+    QString next() override { return m_files.next(); }
+
+private:
+    QDirIterator m_files;
+};
+
+struct Current
+{
+    std::mutex mutex;
+    std::shared_ptr<const Platform> platform;
+};
+
+Current &currentPlatform()
+{
+    static Current current;
+    return current;
+}
+
+HandleResult unsupported()
+{
+    return {NativeHandle(), CallNotImplemented};
+}
+
+} // namespace
+
+Platform::Platform()
+    : environment(std::make_shared<Environment>())
+    , files(std::make_shared<Files>())
+    , folders(std::make_shared<Folders>())
+    , packages(std::make_shared<Packages>())
+    , registry(std::make_shared<Registry>())
+    , session(std::make_shared<Session>())
+    , links(std::make_shared<ShellLinks>())
+    , tokens(std::make_shared<Tokens>())
+    , versions(std::make_shared<VersionResources>())
+{}
+
+std::shared_ptr<const Platform> Platform::current()
+{
+    Current &current = currentPlatform();
+    const std::lock_guard<std::mutex> lock(current.mutex);
+    if (!current.platform)
+        current.platform = createPlatform();
+    return current.platform;
+}
+
+void Platform::setCurrent(std::shared_ptr<const Platform> platform)
+{
+    Current &current = currentPlatform();
+    const std::lock_guard<std::mutex> lock(current.mutex);
+    // Swapped, so that the former platform goes after the lock does: its end may take time.
+    current.platform.swap(platform);
+}
+
+Environment::~Environment() = default;
+
+QString Environment::expand(const QString &text, int capacity) const
+{
+    const qsizetype zero = text.indexOf(QChar::Null);
+    return text.left(qBound(qsizetype(0), zero < 0 ? text.size() : zero, qsizetype(qMax(0, capacity))));
+}
+
+LinkWalk::~LinkWalk() = default;
+Files::~Files() = default;
+
+QString Files::hostPath(const QString &path) const
+{
+    return path;
+}
+
+bool Files::exists(const QString &path) const
+{
+    return !path.isEmpty() && QFileInfo::exists(path);
+}
+
+bool Files::isExecutable(const QString &path) const
+{
+    return !path.isEmpty() && QFileInfo(path).isExecutable();
+}
+
+std::unique_ptr<LinkWalk> Files::walkLinks(const QString &folder) const
+{
+    return std::make_unique<HostLinkWalk>(folder);
+}
+
+Folders::~Folders() = default;
+
+std::optional<QString> Folders::path(Folder, const NativeHandle &) const
+{
+    return std::nullopt;
+}
+
+RuntimeUser::~RuntimeUser() = default;
+AppDisplayInfo::~AppDisplayInfo() = default;
+AppListEntry::~AppListEntry() = default;
+PackageId::~PackageId() = default;
+Package::~Package() = default;
+PackageManager::~PackageManager() = default;
+Packages::~Packages() = default;
+
+std::vector<std::unique_ptr<RuntimeUser>> Packages::findAllUsers() const
+{
+    return {};
+}
+
+std::unique_ptr<PackageManager> Packages::packageManager() const
+{
+    return nullptr;
+}
+
+Registry::~Registry() = default;
+
+bool Registry::contains(const QString &, const QString &) const
+{
+    return false;
+}
+
+QVariant Registry::value(const QString &, const QString &name, const QVariant &defaultValue) const
+{
+    return name.isEmpty() ? QVariant() : defaultValue;
+}
+
+void Registry::setValue(const QString &, const QString &, const QVariant &)
+{}
+
+void Registry::remove(const QString &, const QString &)
+{}
+
+QStringList Registry::childGroups(const QString &) const
+{
+    return {};
+}
+
+QStringList Registry::allKeys(const QString &) const
+{
+    return {};
+}
+
+Session::~Session() = default;
+
+quint32 Session::activeConsoleSession() const
+{
+    return NoSession;
+}
+
+std::optional<QString> Session::sessionUserName(quint32) const
+{
+    return std::nullopt;
+}
+
+std::optional<Account> Session::lookupAccount(const QString &) const
+{
+    return std::nullopt;
+}
+
+std::optional<bool> Session::isProcessElevated() const
+{
+    return std::nullopt;
+}
+
+ShellLink::~ShellLink() = default;
+
+bool ShellLink::load(const QString &)
+{
+    return false;
+}
+
+bool ShellLink::resolve(quint32)
+{
+    return false;
+}
+
+std::optional<QString> ShellLink::idListPath() const
+{
+    return std::nullopt;
+}
+
+std::optional<QString> ShellLink::rawPath() const
+{
+    return std::nullopt;
+}
+
+std::optional<QString> ShellLink::description() const
+{
+    return std::nullopt;
+}
+
+std::optional<QString> ShellLink::arguments() const
+{
+    return std::nullopt;
+}
+
+std::optional<QString> ShellLink::workingDirectory() const
+{
+    return std::nullopt;
+}
+
+ShellLinks::~ShellLinks() = default;
+
+std::unique_ptr<ShellLink> ShellLinks::create() const
+{
+    return nullptr;
+}
+
+std::optional<QString> ShellLinks::displayName(const QString &) const
+{
+    return std::nullopt;
+}
+
+Tokens::~Tokens() = default;
+
+HandleResult Tokens::sessionUserToken(quint32) const
+{
+    return unsupported();
+}
+
+HandleResult Tokens::openOwnToken(quint32) const
+{
+    return unsupported();
+}
+
+std::optional<quint64> Tokens::lookupPrivilege(const QString &, quint32 *error) const
+{
+    if (error)
+        *error = CallNotImplemented;
+    return std::nullopt;
+}
+
+quint32 Tokens::adjustPrivilege(const NativeHandle &, quint64, quint32) const
+{
+    return CallNotImplemented;
+}
+
+ProcessIds Tokens::processIds(qsizetype) const
+{
+    return {};
+}
+
+HandleResult Tokens::openProcess(quint32, quint32) const
+{
+    return unsupported();
+}
+
+HandleResult Tokens::openProcessToken(const NativeHandle &, quint32) const
+{
+    return unsupported();
+}
+
+std::optional<bool> Tokens::isElevated(const NativeHandle &) const
+{
+    return std::nullopt;
+}
+
+std::optional<QByteArray> Tokens::userSid(const NativeHandle &) const
+{
+    return std::nullopt;
+}
+
+HandleResult Tokens::duplicate(const NativeHandle &, quint32, int, int) const
+{
+    return unsupported();
+}
+
+VersionBlock::~VersionBlock() = default;
+
+std::optional<QByteArray> VersionBlock::binary(const QString &) const
+{
+    return std::nullopt;
+}
+
+std::optional<VersionText> VersionBlock::text(const QString &) const
+{
+    return std::nullopt;
+}
+
+VersionResources::~VersionResources() = default;
+
+std::unique_ptr<VersionBlock> VersionResources::load(const QString &) const
+{
+    return nullptr;
+}
+
+quint16 VersionResources::userInterfaceLanguage() const
+{
+    return UnitedStatesEnglish;
+}
+
+} // namespace KvPlatform
