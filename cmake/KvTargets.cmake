@@ -1,0 +1,48 @@
+# What every target of ours has in common, one function per kind of target.
+
+# Warnings are errors for our own code only: the flags are never passed on to targets that link against it.
+function(kv_own_code target)
+    if(MSVC)
+        target_compile_options(${target} PRIVATE /W4 /permissive- /Zc:__cplusplus /utf-8)
+        if(KVPROGRAM_WERROR)
+            target_compile_options(${target} PRIVATE /WX)
+        endif()
+    else()
+        target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor)
+        if(KVPROGRAM_WERROR)
+            target_compile_options(${target} PRIVATE -Werror)
+        endif()
+    endif()
+    target_compile_definitions(${target} PRIVATE QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY QT_NO_KEYWORDS)
+    if(KVPROGRAM_SANITIZE)
+        target_compile_options(${target} PRIVATE -fsanitize=${KVPROGRAM_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+        target_link_options(${target} PRIVATE -fsanitize=${KVPROGRAM_SANITIZE})
+    endif()
+endfunction()
+
+# Objects that the shared library, the tests and the benchmarks link alike.
+function(kv_add_objects target)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    add_library(${target} OBJECT ${arg_SOURCES})
+    target_include_directories(${target} PUBLIC "${CMAKE_SOURCE_DIR}/src")
+    target_link_libraries(${target} PUBLIC ${arg_LINK})
+    kv_own_code(${target})
+endfunction()
+
+# One Qt Test program, named after the class that it tests.
+function(kv_add_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LINK")
+    if(NOT arg_SOURCES)
+        set(arg_SOURCES ${name}.cpp)
+    endif()
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE Qt6::Test ${arg_LINK})
+    target_compile_definitions(${name} PRIVATE KV_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
+    kv_own_code(${name})
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT
+        "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/tsan.supp:halt_on_error=1;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0")
+endfunction()
