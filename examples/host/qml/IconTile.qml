@@ -1,0 +1,41 @@
+import QtQuick
+import "Entries.js" as Entries
+
+// A program's picture. As long as there is none, the first letter of its name on a colour that the name decides.
+Rectangle {
+    id: tile
+
+    property string name
+    property url source
+    property bool available: false // Whether somebody answers the source's address.
+
+    readonly property bool pictured: picture.status === Image.Ready
+    readonly property real hue: Entries.hue(name)
+
+    implicitWidth: Theme.unit * 11
+    implicitHeight: implicitWidth
+    radius: width * 0.24
+    color: pictured ? "transparent" : Qt.hsla(hue, 0.5, Theme.dark ? 0.4 : 0.45, 1)
+    Accessible.ignored: true
+
+    Text {
+        anchors.centerIn: parent
+        visible: !tile.pictured
+        text: Entries.initial(tile.name)
+        textFormat: Text.PlainText
+        font.pixelSize: Math.round(tile.height * 0.46)
+        font.weight: Font.DemiBold
+        color: "#ffffff"
+        Accessible.ignored: true
+    }
+
+    Image {
+        id: picture
+
+        anchors.fill: parent
+        source: tile.available ? tile.source : ""
+        sourceSize: Qt.size(width, height)
+        fillMode: Image.PreserveAspectFit
+        asynchronous: true
+    }
+}
