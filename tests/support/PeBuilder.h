@@ -66,7 +66,8 @@ struct PeBuilder
         ByteWriter file;
         file.bytes("MZ").padTo(0x3C).u32(0x40).bytes(QByteArray("PE\0\0", 4));
         file.u16(is64Bit ? 0x8664 : 0x14C).u16(hasResourceSection ? 2 : 1).zeros(12);
-        file.u16(static_cast<quint16>(optionalHeader().size())).u16(0x22).bytes(optionalHeader());
+        const QByteArray header = optionalHeader(static_cast<quint32>(section.size()));
+        file.u16(static_cast<quint16>(header.size())).u16(0x22).bytes(header);
         writeSectionHeader(file, ".text", 0x1000, 0x10, TextOffset);
         if (hasResourceSection)
             writeSectionHeader(file, ".rsrc", ResourceAddress, static_cast<quint32>(section.size()), ResourceOffset);
@@ -81,11 +82,15 @@ private:
 
     using Names = QMap<QPair<QString, quint32>, QList<Resource>>;
 
-    QByteArray optionalHeader() const
+    QByteArray optionalHeader(quint32 resourceSize) const
     {
+        // The addresses and sizes that a loader insists on, whatever it is asked for.
         ByteWriter header;
-        header.u16(is64Bit ? 0x20B : 0x10B).padTo(is64Bit ? 108 : 92).u32(16).zeros(16);
-        header.u32(hasResourceSection ? ResourceAddress : 0).u32(0);
+        header.u16(is64Bit ? 0x20B : 0x10B).padTo(is64Bit ? 24 : 28).u32(0x400000).padTo(32);
+        header.u32(0x1000).u32(TextOffset).u16(6).padTo(48).u16(6).padTo(56);
+        header.u32(ResourceAddress + (resourceSize + 0xFFF) / 0x1000 * 0x1000).u32(TextOffset).padTo(68).u16(3);
+        header.padTo(is64Bit ? 108 : 92).u32(16).zeros(16);
+        header.u32(hasResourceSection ? ResourceAddress : 0).u32(resourceSize);
         return header.padTo(is64Bit ? 112 + 128 : 96 + 128).result();
     }
 

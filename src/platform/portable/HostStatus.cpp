@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 #else
 #include <QtCore/QDateTime>
-#include <QtCore/QFileInfo>
 #endif
 
 namespace KvPlatform {
@@ -48,11 +47,16 @@ HostStatus HostStatus::ofTarget(const QString &path)
     return fromNative(::stat(QFile::encodeName(path).constData(), &native), native);
 }
 
+QFileInfo plainInfo(const QFileInfo &info)
+{
+    return info;
+}
+
 #else
 
 HostStatus HostStatus::of(const QString &path)
 {
-    const QFileInfo info(path);
+    const QFileInfo info = plainInfo(QFileInfo(path));
     HostStatus status = ofTarget(path);
     status.isLink = info.isSymLink() || info.isJunction();
     status.exists = status.exists || status.isLink;
@@ -61,13 +65,21 @@ HostStatus HostStatus::of(const QString &path)
 
 HostStatus HostStatus::ofTarget(const QString &path)
 {
-    const QFileInfo info(path);
+    const QFileInfo info = plainInfo(QFileInfo(path));
     HostStatus status;
     status.exists = info.exists();
     status.isFolder = info.isDir();
     if (status.exists)
         status.changed = info.lastModified().toMSecsSinceEpoch() * 1'000'000;
     return status;
+}
+
+QFileInfo plainInfo(const QFileInfo &info)
+{
+    constexpr QLatin1String Suffix(".lnk");
+    const QString path = info.filePath();
+    // Letter case makes no difference to the system, but Qt knows links by this very suffix.
+    return path.endsWith(Suffix) ? QFileInfo(path.chopped(Suffix.size()) + QLatin1String(".LNK")) : info;
 }
 
 #endif

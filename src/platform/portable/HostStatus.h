@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QtCore/QFileInfo>
 #include <QtCore/QString>
 
 namespace KvPlatform {
@@ -22,5 +23,11 @@ struct HostStatus
     /** Of what a symbolic link leads to in the end. */
     static HostStatus ofTarget(const QString &path);
 };
+
+/**
+ * The same file, looked at itself: on Windows QFileInfo takes a shell link for a symbolic one and tells of the file that
+ * it leads to.
+ */
+QFileInfo plainInfo(const QFileInfo &info);
 
 } // namespace KvPlatform

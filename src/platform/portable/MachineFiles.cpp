@@ -1,5 +1,6 @@
 #include "platform/portable/MachineFiles.h"
 
+#include "platform/portable/HostStatus.h"
 #include "platform/portable/MachineDrives.h"
 #include "platform/WindowsPath.h"
 
@@ -71,7 +72,7 @@ private:
             entries.next();
             const QString name = entries.fileName();
             const bool isLinkFile = name.endsWith(u".lnk", Qt::CaseInsensitive);
-            const QFileInfo info = entries.fileInfo();
+            const QFileInfo info = plainInfo(entries.fileInfo());
             const bool isSymbolic = info.isSymLink();
             if (info.isDir() ? !isSymbolic : isLinkFile && info.isFile() && (!isSymbolic || isAllowed(info)))
                 level.names.append({name, info.isDir()});

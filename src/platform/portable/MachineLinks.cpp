@@ -3,6 +3,7 @@
 #include "formats/ShellLinkFile.h"
 #include "platform/Environment.h"
 #include "platform/Files.h"
+#include "platform/portable/HostStatus.h"
 #include "platform/portable/MachineDrives.h"
 #include "platform/WindowsPath.h"
 
@@ -33,7 +34,7 @@ public:
         m_link.reset();
         const QString hostPath = m_files->hostPath(nativePath);
         // Opening a pipe or a device could wait for ever.
-        if (hostPath.isEmpty() || !QFileInfo(hostPath).isFile())
+        if (hostPath.isEmpty() || !plainInfo(QFileInfo(hostPath)).isFile())
             return false;
         QFile file(hostPath);
         if (!file.open(QIODevice::ReadOnly))
