@@ -13,13 +13,14 @@ namespace
 
 const QList<QString> &standardVersionKeys()
 {
-    static const QList<QString> keys{
+    // Never destroyed: a background job may still ask while the process ends.
+    static const auto *const keys = new QList<QString>{
         QStringLiteral("Comments"),         QStringLiteral("InternalName"),    QStringLiteral("ProductName"),
         QStringLiteral("CompanyName"),      QStringLiteral("LegalCopyright"),  QStringLiteral("ProductVersion"),
         QStringLiteral("FileDescription"),  QStringLiteral("LegalTrademarks"), QStringLiteral("PrivateBuild"),
         QStringLiteral("FileVersion"),      QStringLiteral("OriginalFilename"), QStringLiteral("SpecialBuild"),
     };
-    return keys;
+    return *keys;
 }
 
 /** The pair of language and code page, as eight digits, whose string table is to be read. */

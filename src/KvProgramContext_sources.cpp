@@ -29,8 +29,9 @@ struct CurrentUser
 
 CurrentUser &currentUser()
 {
-    static CurrentUser user;
-    return user;
+    // Never destroyed: a background job may still ask while the process ends.
+    static CurrentUser *const user = new CurrentUser;
+    return *user;
 }
 
 /** Whether the lookup is still to be done; true for one caller only. */

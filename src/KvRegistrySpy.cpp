@@ -16,14 +16,15 @@ constexpr QLatin1Char Separator('\\');
 /** The long names of the roots by their short ones. */
 const QMap<QString, QString> &longRootNames()
 {
-    static const QMap<QString, QString> names{
+    // Never destroyed: a background job may still ask while the process ends.
+    static const auto *const names = new QMap<QString, QString>{
         {QStringLiteral("HKLM"), QStringLiteral("HKEY_LOCAL_MACHINE")},
         {QStringLiteral("HKCU"), QStringLiteral("HKEY_CURRENT_USER")},
         {QStringLiteral("HKCR"), QStringLiteral("HKEY_CLASSES_ROOT")},
         {QStringLiteral("HKCC"), QStringLiteral("HKEY_CURRENT_CONFIG")},
         {QStringLiteral("HKU"), QStringLiteral("HKEY_USERS")},
     };
-    return names;
+    return *names;
 }
 
 /** A key, and the name of a value in it. */

@@ -42,8 +42,9 @@ struct State
 
 State &state()
 {
-    static State state;
-    return state;
+    // Never destroyed: a background job may still ask while the process ends.
+    static State *const state = new State;
+    return *state;
 }
 
 /** What one attempt to look the user up has met; told after the lock is gone, since a log handler may ask us again. */

@@ -45,8 +45,9 @@ struct Current
 
 Current &currentPlatform()
 {
-    static Current current;
-    return current;
+    // Never destroyed: a background job may still ask while the process ends.
+    static auto *const current = new Current;
+    return *current;
 }
 
 HandleResult unsupported()
