@@ -9,8 +9,7 @@ const QString ProgramInfo::ICON_PROVIDER = QStringLiteral("app");
 const QString ProgramInfo::SCHEME_MANAGED_APP = QStringLiteral("uwp");
 const QString ProgramInfo::SCHEME_DESKTOP_APP = QStringLiteral("file");
 
-namespace
-{
+namespace {
 
 constexpr QLatin1String IconScheme("image");
 constexpr QLatin1String IndexItem("i");
@@ -36,8 +35,7 @@ ProgramInfo::Type typeOf(const QUrl &target)
 
 ProgramInfo::ProgramInfo(QObject *parent)
     : QObject(parent)
-{
-}
+{}
 
 ProgramInfo::~ProgramInfo() = default;
 
@@ -113,7 +111,8 @@ void ProgramInfo::setVersion(const QString &version)
         return;
     QUrlQuery query(m_iconUrl);
     query.removeQueryItem(VersionItem);
-    query.addQueryItem(VersionItem, m_version);
+    // A null text would leave the item without its equals sign.
+    query.addQueryItem(VersionItem, m_version.isNull() ? QString(QLatin1String("")) : m_version);
     m_iconUrl.setQuery(query);
     Q_EMIT iconChanged();
 }
