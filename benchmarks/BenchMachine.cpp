@@ -9,8 +9,7 @@
 
 #include <filesystem>
 
-namespace
-{
+namespace {
 
 constexpr int FilesInFolder = 100;
 constexpr int HardLinksOfFile = 20000; // File systems bound the number.

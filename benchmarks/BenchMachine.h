@@ -5,8 +5,8 @@
 /**
  * A machine folder with many links, in a temporary folder that lives as long as the object.
  *
- * Every link has a name, arguments and a target of its own, a small program with an icon and a version resource. A hundred
- * links share a folder. With `doubled`, each target has two links, and the second always replaces the first.
+ * Every link has a name, arguments and a target of its own, a small program with an icon and a version resource. A
+ * hundred links share a folder. With `doubled`, each target has two links, and the second always replaces the first.
  */
 class BenchMachine
 {

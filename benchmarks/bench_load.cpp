@@ -11,8 +11,7 @@
 #include <cstdlib>
 #include <dlfcn.h>
 
-namespace
-{
+namespace {
 
 std::atomic<long> allocations{0};
 
@@ -80,5 +79,6 @@ int main(int argc, char *argv[])
     const Measure construction;
     instance();
     const QJsonObject constructed = construction.result();
-    return writeReport(argv[1], {{QStringLiteral("libraryLoad"), loaded}, {QStringLiteral("construction"), constructed}});
+    return writeReport(argv[1],
+                       {{QStringLiteral("libraryLoad"), loaded}, {QStringLiteral("construction"), constructed}});
 }

@@ -21,8 +21,7 @@
 #include <ctime>
 #include <malloc.h>
 
-namespace
-{
+namespace {
 
 double milliseconds(qint64 nanoseconds)
 {
@@ -98,7 +97,8 @@ QJsonObject measureScan(int links)
     const std::size_t after = mallinfo2().uordblks;
     const qsizetype records = context->allApps().size();
     result.insert(QStringLiteral("records"), records);
-    result.insert(QStringLiteral("bytesForEachRecord"), double(after - before) / double(std::max<qsizetype>(records, 1)));
+    result.insert(QStringLiteral("bytesForEachRecord"),
+                  double(after - before) / double(std::max<qsizetype>(records, 1)));
     StretchMeter meter;
     result.insert(QStringLiteral("secondScanMs"), milliseconds(scan(*context)));
     result.insert(QStringLiteral("secondLongestStretchMs"), milliseconds(meter.longest));
@@ -174,7 +174,9 @@ int main(int argc, char *argv[])
         useMachine(doubledMachine.path());
         doubled.append(measureSteps(links));
     }
-    const auto time = [&scans](qsizetype i) { return scans.at(i).toObject().value(QStringLiteral("firstScanMs")).toDouble(); };
+    const auto time = [&scans](qsizetype i) {
+        return scans.at(i).toObject().value(QStringLiteral("firstScanMs")).toDouble();
+    };
     return writeReport(argv[1], {{QStringLiteral("scans"), scans},
                                  {QStringLiteral("steps"), steps},
                                  {QStringLiteral("stepsWithEveryTargetDoubled"), doubled},

@@ -20,9 +20,9 @@ int main(int argc, char *argv[])
         QFile file(QStringLiteral("%1/program%2.desktop").arg(applications).arg(i));
         if (!file.open(QIODevice::WriteOnly))
             return 1;
-        file.write("[Desktop Entry]\nType=Application\nName=Program " + QByteArray::number(i)
-                   + "\nComment=Starts program number " + QByteArray::number(i) + "\nExec=/bin/true --number "
-                   + QByteArray::number(i) + "\nIcon=program\nPath=/tmp\n");
+        file.write("[Desktop Entry]\nType=Application\nName=Program " + QByteArray::number(i) +
+                   "\nComment=Starts program number " + QByteArray::number(i) + "\nExec=/bin/true --number " +
+                   QByteArray::number(i) + "\nIcon=program\nPath=/tmp\n");
     }
     qputenv("XDG_DATA_DIRS", folder.path().toLocal8Bit());
     qputenv("XDG_DATA_HOME", folder.filePath(QStringLiteral("home")).toLocal8Bit());

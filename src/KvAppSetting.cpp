@@ -6,8 +6,9 @@
 
 #include <QtCore/QUrl>
 
-KvAppSetting::KvAppSetting(QObject *parent, const QString &monitorModel, ColorMode colorMode, const QString &displayName,
-                           const QString &icon, const QList<QString> &executableList, const QString &appType)
+KvAppSetting::KvAppSetting(QObject *parent, const QString &monitorModel, ColorMode colorMode,
+                           const QString &displayName, const QString &icon, const QList<QString> &executableList,
+                           const QString &appType)
     : QObject(parent)
     , m_monitorModel(monitorModel)
     , m_colorMode(colorMode)
@@ -15,8 +16,7 @@ KvAppSetting::KvAppSetting(QObject *parent, const QString &monitorModel, ColorMo
     , m_icon(icon)
     , m_executableList(executableList)
     , m_appType(appType)
-{
-}
+{}
 
 KvAppSetting::~KvAppSetting() = default;
 

@@ -10,8 +10,8 @@
 /**
  * One row of the game or tool list: an application, and what the host keeps for it on one monitor model.
  *
- * QML reads the properties; the host calls the setters. Setters compare first and emit only on a change, unless they say
- * otherwise. An object belongs to the thread of the list that it stands in; nothing here is locked.
+ * QML reads the properties; the host calls the setters. Setters compare first and emit only on a change, unless they
+ * say otherwise. An object belongs to the thread of the list that it stands in; nothing here is locked.
  */
 class KVPROGRAM_EXPORT KvAppSetting : public QObject
 {
@@ -32,15 +32,29 @@ class KVPROGRAM_EXPORT KvAppSetting : public QObject
 
 public:
     /** The launcher that found an application. Battle.net and BSG have none of their own: theirs stay at None. */
-    enum AppPlatform { Steam, Epic, Ubisoft, Origin, Riot, WeGame, None };
+    enum AppPlatform
+    {
+        Steam,
+        Epic,
+        Ubisoft,
+        Origin,
+        Riot,
+        WeGame,
+        None
+    };
     Q_ENUM(AppPlatform)
 
     /** What an application is. The property appType is free text all the same. */
-    enum AppType { Game, Tool };
+    enum AppType
+    {
+        Game,
+        Tool
+    };
     Q_ENUM(AppType)
 
     /** A monitor's colour mode. */
-    enum ColorMode {
+    enum ColorMode
+    {
         ModeStandard,
         ModeFPS1,
         ModeFPS2,

@@ -2,8 +2,7 @@
 
 KvGameAppInfo::KvGameAppInfo(QObject *parent)
     : QObject(parent)
-{
-}
+{}
 
 KvGameAppInfo::KvGameAppInfo(QObject *parent, const QString &name, const QString &clientIcon, const QString &executable,
                              const QString &appId, const QString &installDir)

@@ -17,7 +17,16 @@ class KVPROGRAM_EXPORT KvGameAppInfo : public QObject
 
 public:
     /** The launcher, with the names and values of KvAppSetting::AppPlatform. */
-    enum AppPlatform { Steam, Epic, Ubisoft, Origin, Riot, WeGame, None };
+    enum AppPlatform
+    {
+        Steam,
+        Epic,
+        Ubisoft,
+        Origin,
+        Riot,
+        WeGame,
+        None
+    };
     Q_ENUM(AppPlatform)
 
     explicit KvGameAppInfo(QObject *parent = nullptr);

@@ -1,20 +1,20 @@
 #include "KvProgramContext_p.h"
 
 #include "KvRegistrySpy.h"
-#include "Singleton.h"
 #include "platform/WindowsPath.h"
+#include "Singleton.h"
 
 #include <XDispatch.h>
 
 #include <QtCore/QDebug>
+#include <QtCore/QScopeGuard>
 #include <QtCore/QVersionNumber>
 
 #include <algorithm>
 #include <array>
 #include <iterator>
 
-namespace
-{
+namespace {
 
 constexpr int MergeDelay = 100;
 constexpr int CompletionDelay = 200;
@@ -28,12 +28,12 @@ const QString ReloadKey = QStringLiteral("reload");
 
 } // namespace
 
-KvProgramContext::Scan::Scan(KvProgramContext *owner, QSharedPointer<XDispatch> jobs, std::shared_ptr<const Rules> fixed)
+KvProgramContext::Scan::Scan(KvProgramContext *owner, QSharedPointer<XDispatch> jobs,
+                             std::shared_ptr<const Rules> fixed)
     : dispatcher(std::move(jobs))
     , rules(std::move(fixed))
     , m_owner(owner)
-{
-}
+{}
 
 KvProgramContext::Scan::~Scan()
 {
@@ -178,9 +178,12 @@ void KvProgramContext::startSources()
     m_scan->pendingJobs = static_cast<int>(Sources.size());
     for (const auto source : Sources) {
         XDispatch::runInBackground(this, [source, scan = m_scan] {
+            // Also when something is thrown: a source that never ends would keep every later scan waiting.
+            const auto end = qScopeGuard([&scan] {
+                if (scan->pendingJobs.fetch_sub(1) < 2)
+                    onLoadCompleted(*scan);
+            });
             source(*scan);
-            if (scan->pendingJobs.fetch_sub(1) < 2)
-                onLoadCompleted(*scan);
         });
     }
 }

@@ -36,8 +36,8 @@ class Singleton;
  *     managed   uwp:<package>?<index>       image://app/uwp:<package>?i=<index>&v=<version>
  *     web       the address itself          whatever was given to setIconUrl
  *
- * Setters compare first and emit only on a change, unless they say otherwise; none fails or logs. A record belongs to one
- * thread at a time: the scan's background thread that fills it, then the catalogue's. The catalogue owns it.
+ * Setters compare first and emit only on a change, unless they say otherwise; none fails or logs. A record belongs to
+ * one thread at a time: the scan's background thread that fills it, then the catalogue's. The catalogue owns it.
  */
 class KVPROGRAM_EXPORT ProgramInfo : public QObject
 {
@@ -59,7 +59,8 @@ class KVPROGRAM_EXPORT ProgramInfo : public QObject
 
 public:
     /** The kind of target. */
-    enum Type : int {
+    enum Type : int
+    {
         TypeNone = 0,    ///< The target is invalid.
         TypeManaged = 1, ///< An entry of a package.
         TypeDesktop = 2, ///< A local file.
@@ -141,8 +142,8 @@ public:
     void setIconFile(const QString &path, int index);
 
     /**
-     * Fills the record from a shell link and its target's version resource. False if the link can't be read or its target
-     * is gone, and the record is then of no use. Works on a thread on which the shell's COM calls do.
+     * Fills the record from a shell link and its target's version resource. False if the link can't be read or its
+     * target is gone, and the record is then of no use. Works on a thread on which the shell's COM calls do.
      */
     bool loadFromLinkFile(const QString &path);
 
@@ -152,8 +153,8 @@ public:
      */
     bool loadFromProperties(const QMap<QString, QVariant> &properties);
 
-    /** Starts the program for the user at the console; gives whether the start was handed over. Not available yet: gives
-     *  false. */
+    /** Starts the program for the user at the console; gives whether the start was handed over. Not available yet:
+     * gives false. */
     Q_INVOKABLE bool launch();
 
 Q_SIGNALS:
@@ -190,14 +191,14 @@ private:
 /**
  * The catalogue: one object per process, a singleton in QML, with the lists of what is installed.
  *
- * Nothing is scanned until startScan(). A scan walks the Start Menu folders, the package manager and the metadata file on
- * background threads while the former lists stay readable, and then publishes all lists in one go. Scans repeat every hour
- * and after the registry shows an installation, until stopScan().
+ * Nothing is scanned until startScan(). A scan walks the Start Menu folders, the package manager and the metadata file
+ * on background threads while the former lists stay readable, and then publishes all lists in one go. Scans repeat
+ * every hour and after the registry shows an installation, until stopScan().
  *
  * The object lives on the thread of XDispatch::main, and every member belongs to that thread unless it says otherwise.
- * The records in the lists are owned by the catalogue; they stay valid until control returns to the event loop after the
- * change signal of a later scan. `gameApps` and `toolApps` are emptied when a scan starts, and their signals come when it
- * ends: don't touch their elements in between.
+ * The records in the lists are owned by the catalogue; they stay valid until control returns to the event loop after
+ * the change signal of a later scan. `gameApps` and `toolApps` are emptied when a scan starts, and their signals come
+ * when it ends: don't touch their elements in between.
  */
 class KVPROGRAM_EXPORT KvProgramContext : public QObject
 {
@@ -214,8 +215,8 @@ class KVPROGRAM_EXPORT KvProgramContext : public QObject
 public:
     ~KvProgramContext() override;
 
-    /** The catalogue, built by the first call, which has to come from the thread of XDispatch::main. Owned by the module
-     *  and deleted when the application object ends. */
+    /** The catalogue, built by the first call, which has to come from the thread of XDispatch::main. Owned by the
+     * module and deleted when the application object ends. */
     static KvProgramContext *instance();
 
     /** The same for QML's type registration; both arguments are ignored. */
@@ -255,8 +256,8 @@ public:
     Q_INVOKABLE void stopScan();
 
     /**
-     * Marks in gameApps and toolApps, as hasSelected, what the stored settings of the monitor model `model` name. A stored
-     * setting's executable has to be in lower case. Call it again after each gameAppsChanged or toolAppsChanged.
+     * Marks in gameApps and toolApps, as hasSelected, what the stored settings of the monitor model `model` name. A
+     * stored setting's executable has to be in lower case. Call it again after each gameAppsChanged or toolAppsChanged.
      */
     Q_INVOKABLE void updateInstalledAppListByModel(const QString &model, const QList<KvAppSetting *> &gameAppSettings,
                                                    const QList<KvAppSetting *> &toolAppSettings);
@@ -266,15 +267,15 @@ public:
 
     /**
      * Where an application named by its file name, or by a path below a Program Files folder, lies: the console user's
-     * "App Paths", the machine's, Program Files, and the 32-bit Program Files are asked in this order. A null text if none
-     * of them names a file that exists. May be called from any thread.
+     * "App Paths", the machine's, Program Files, and the 32-bit Program Files are asked in this order. A null text if
+     * none of them names a file that exists. May be called from any thread.
      */
     static QString appInstalledPath(const QString &app);
 
     /**
-     * Texts of a file's version resource, by key, from the table for the user's interface language or else the first one.
-     * No keys means all twelve standard ones. Absent and empty texts are not in the map, and a file without a version
-     * resource gives an empty one. May be called from any thread.
+     * Texts of a file's version resource, by key, from the table for the user's interface language or else the first
+     * one. No keys means all twelve standard ones. Absent and empty texts are not in the map, and a file without a
+     * version resource gives an empty one. May be called from any thread.
      */
     static QMap<QString, QString> appVersionInfo(const QString &filePath, const QList<QString> &keys);
 

@@ -8,17 +8,16 @@
 
 #include <QtCore/QtEndian>
 
-namespace
-{
+namespace {
 
 const QList<QString> &standardVersionKeys()
 {
     // Never destroyed: a background job may still ask while the process ends.
     static const auto *const keys = new QList<QString>{
-        QStringLiteral("Comments"),         QStringLiteral("InternalName"),    QStringLiteral("ProductName"),
-        QStringLiteral("CompanyName"),      QStringLiteral("LegalCopyright"),  QStringLiteral("ProductVersion"),
-        QStringLiteral("FileDescription"),  QStringLiteral("LegalTrademarks"), QStringLiteral("PrivateBuild"),
-        QStringLiteral("FileVersion"),      QStringLiteral("OriginalFilename"), QStringLiteral("SpecialBuild"),
+        QStringLiteral("Comments"),        QStringLiteral("InternalName"),     QStringLiteral("ProductName"),
+        QStringLiteral("CompanyName"),     QStringLiteral("LegalCopyright"),   QStringLiteral("ProductVersion"),
+        QStringLiteral("FileDescription"), QStringLiteral("LegalTrademarks"),  QStringLiteral("PrivateBuild"),
+        QStringLiteral("FileVersion"),     QStringLiteral("OriginalFilename"), QStringLiteral("SpecialBuild"),
     };
     return *keys;
 }
@@ -60,8 +59,8 @@ QString KvProgramContext::appInstalledPath(const QString &app)
     const std::shared_ptr<const KvPlatform::Platform> platform = KvPlatform::Platform::current();
     const QString name = WindowsPath::fileName(app);
     for (const char *const root : {"@HKCU", "HKLM"}) {
-        const QString path = QLatin1String(root)
-            + QLatin1String("\\Software\\Microsoft\\Windows\\CurrentVersion\\App Paths\\") + name;
+        const QString path =
+            QLatin1String(root) + QLatin1String("\\Software\\Microsoft\\Windows\\CurrentVersion\\App Paths\\") + name;
         const QString file = KvRegistrySpy::readValue(path, QVariant()).toString();
         if (!file.isEmpty() && platform->files->exists(file))
             return file;
@@ -83,8 +82,8 @@ QMap<QString, QString> KvProgramContext::appVersionInfo(const QString &filePath,
     const std::optional<QByteArray> translations = block->binary(QStringLiteral("\\VarFileInfo\\Translation"));
     if (!translations)
         return {};
-    const QString table = QLatin1String("\\StringFileInfo\\")
-        + chooseTranslation(*translations, versions->userInterfaceLanguage()) + QLatin1Char('\\');
+    const QString table = QLatin1String("\\StringFileInfo\\") +
+                          chooseTranslation(*translations, versions->userInterfaceLanguage()) + QLatin1Char('\\');
     QMap<QString, QString> info;
     for (const QString &key : keys.isEmpty() ? standardVersionKeys() : keys) {
         const std::optional<KvPlatform::VersionText> text = block->text(table + key);

@@ -7,8 +7,7 @@
 #include <QtCore/QDebug>
 #include <QtCore/QXmlStreamReader>
 
-namespace
-{
+namespace {
 
 QByteArray loadList(const char *name)
 {
@@ -90,7 +89,7 @@ void KvProgramContext::loadToolAppsFilter()
         return;
     }
     readAppList(list, [this](const QXmlStreamAttributes &attributes) {
-        m_toolAppsFilter[attributes.value(QLatin1String("Name")).toString()]
-            = attributes.value(QLatin1String("Executable")).toString();
+        m_toolAppsFilter[attributes.value(QLatin1String("Name")).toString()] =
+            attributes.value(QLatin1String("Executable")).toString();
     });
 }

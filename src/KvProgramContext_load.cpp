@@ -4,11 +4,9 @@
 #include "platform/ShellLinks.h"
 #include "platform/WindowsPath.h"
 
+namespace {
 
-namespace
-{
-
-constexpr qsizetype TextCapacity = 8192;     // Of the buffers that a link's texts are read into, in UTF-16 units.
+constexpr qsizetype TextCapacity = 8192;      // Of the buffers that a link's texts are read into, in UTF-16 units.
 constexpr quint32 ResolveFlags = 0x01 | 0x80; // SLR_NO_UI, SLR_INVOKE_MSI
 
 /** A text of a link as it comes out of a buffer of that capacity, whose last unit is the terminating zero. */

@@ -76,9 +76,9 @@ bool KvProgramContext::isUninstaller(const ProgramInfo *app)
         return false;
     const QString path = app->desktopTarget();
     const QString fileName = WindowsPath::fileName(path);
-    const bool named = app->displayName().contains(QLatin1String("uninstall"), Qt::CaseInsensitive)
-        || fileName.contains(QLatin1String("uninst"), Qt::CaseInsensitive)
-        || fileName.startsWith(QLatin1String("unins0"), Qt::CaseInsensitive);
+    const bool named = app->displayName().contains(QLatin1String("uninstall"), Qt::CaseInsensitive) ||
+                       fileName.contains(QLatin1String("uninst"), Qt::CaseInsensitive) ||
+                       fileName.startsWith(QLatin1String("unins0"), Qt::CaseInsensitive);
     return named && KvPlatform::Platform::current()->files->isExecutable(path);
 }
 

@@ -20,8 +20,8 @@ struct KvProgramContext::Rules
 /**
  * One scan: the state that the catalogue shares with the scan's background jobs.
  *
- * Held by the catalogue and by each job that runs, it lives until the last of them is done with it. A scan that has been
- * cancelled stays so, and from that moment on nothing of it reaches the catalogue, which may then be gone.
+ * Held by the catalogue and by each job that runs, it lives until the last of them is done with it. A scan that has
+ * been cancelled stays so, and from that moment on nothing of it reaches the catalogue, which may then be gone.
  */
 struct KvProgramContext::Scan
 {
@@ -56,14 +56,14 @@ private:
 };
 
 /**
- * `text` with its environment variables replaced by their values in this process's environment; unknown ones stay as they
- * are. A text without a percent sign is returned as it is. May be called from any thread.
+ * `text` with its environment variables replaced by their values in this process's environment; unknown ones stay as
+ * they are. A text without a percent sign is returned as it is. May be called from any thread.
  */
 QString expandEnvironment(const QString &text);
 
 /**
- * Looks up the signed-in local user once for the process, whether that works or not, and keeps its id. Called by the package
- * source.
+ * Looks up the signed-in local user once for the process, whether that works or not, and keeps its id. Called by the
+ * package source.
  */
 void findCurrentUser();
 

@@ -4,8 +4,7 @@
 
 #include <algorithm>
 
-namespace
-{
+namespace {
 
 /** Marks each installed application that the stored settings of a model name, and no other. */
 void markSelected(const QList<KvAppSetting *> &installed, const QList<KvAppSetting *> &stored, const QString &model)

@@ -20,9 +20,11 @@ bool KvProgramContext::removeShortcutAt(int index)
     return false;
 }
 
-void KvProgramContext::refreshShortcuts() {}
+void KvProgramContext::refreshShortcuts()
+{}
 
-void KvProgramContext::saveShortcuts() {}
+void KvProgramContext::saveShortcuts()
+{}
 
 ProgramInfo *KvProgramContext::findTarget(const QUrl &url, ProgramInfo *defaultValue) const
 {

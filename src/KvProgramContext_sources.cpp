@@ -17,8 +17,7 @@ using KvPlatform::hresult_error;
 using KvPlatform::Package;
 using KvPlatform::Platform;
 
-namespace
-{
+namespace {
 
 struct CurrentUser
 {
@@ -180,8 +179,8 @@ void KvProgramContext::loadAppsFromPackageManager(Scan &scan)
         const std::unique_ptr<KvPlatform::PackageManager> manager = Platform::current()->packages->packageManager();
         if (!manager)
             return;
-        const auto packages
-            = KvSecurity::isElevated() ? manager->findPackages() : manager->findPackagesForUser(QString());
+        const auto packages =
+            KvSecurity::isElevated() ? manager->findPackages() : manager->findPackagesForUser(QString());
         for (;;) {
             if (scan.isCancelled())
                 return;

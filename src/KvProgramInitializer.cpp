@@ -8,8 +8,7 @@
 
 KvProgramInitializer::KvProgramInitializer(QObject *parent)
     : QObject(parent)
-{
-}
+{}
 
 KvProgramInitializer::~KvProgramInitializer() = default;
 

@@ -8,8 +8,7 @@
 
 #include <utility>
 
-namespace
-{
+namespace {
 
 constexpr QLatin1Char Separator('\\');
 
@@ -48,8 +47,7 @@ QVariant readNormalized(const QString &path, const QVariant &defaultValue)
 
 KvRegistrySpy::KvRegistrySpy(QObject *parent)
     : QObject(parent)
-{
-}
+{}
 
 KvRegistrySpy::~KvRegistrySpy()
 {
@@ -69,7 +67,8 @@ void KvRegistrySpy::bindForever(const QString &path, bool watchSubtree)
     bind(path, watchSubtree);
 }
 
-void KvRegistrySpy::unbind() {}
+void KvRegistrySpy::unbind()
+{}
 
 QVariant KvRegistrySpy::value(const QVariant &defaultValue) const
 {

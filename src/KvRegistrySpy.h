@@ -9,9 +9,9 @@
 /**
  * Registry paths, one-shot operations on values, and the watch over one key.
  *
- * A path is one text with backslashes. Its first component is a root in any letter case: `HKLM`, `HKCU`, `HKCR`, `HKCC`,
- * `HKU`, one of their long names, or `@HKCU`, which is the hive of the user at the console whoever this process runs as.
- * Its last component is the name of a value; what stands between is the key.
+ * A path is one text with backslashes. Its first component is a root in any letter case: `HKLM`, `HKCU`, `HKCR`,
+ * `HKCC`, `HKU`, one of their long names, or `@HKCU`, which is the hive of the user at the console whoever this process
+ * runs as. Its last component is the name of a value; what stands between is the key.
  *
  * The static functions may be called from any thread; they neither log nor report a failure. An instance belongs to the
  * thread that made it.
@@ -25,8 +25,8 @@ public:
     ~KvRegistrySpy() override;
 
     /**
-     * Begins to watch the key `path`, and with `watchSubtree` all keys below it. Gives whether the watch stands; prefix()
-     * tells the path in either case. No watch can be had from the platform yet, so this gives false.
+     * Begins to watch the key `path`, and with `watchSubtree` all keys below it. Gives whether the watch stands;
+     * prefix() tells the path in either case. No watch can be had from the platform yet, so this gives false.
      */
     bool bind(const QString &path, bool watchSubtree);
 
@@ -39,8 +39,8 @@ public:
     /** The value that is named like the bound key, in the key's parent; invalid if nothing was ever bound. */
     QVariant value(const QVariant &defaultValue) const;
 
-    /** A value by a full path with a root's name, or by its name inside the bound key; invalid for a name if nothing was
-     *  ever bound. */
+    /** A value by a full path with a root's name, or by its name inside the bound key; invalid for a name if nothing
+     * was ever bound. */
     QVariant keyValue(const QString &name, const QVariant &defaultValue) const;
 
     /** The path last given to bind or bindForever, in normal form. */

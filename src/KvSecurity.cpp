@@ -15,15 +15,15 @@ using KvPlatform::HandleResult;
 using KvPlatform::NativeHandle;
 using KvPlatform::Tokens;
 
-namespace
-{
+namespace {
 
 // Access rights and constants of winnt.h.
 constexpr quint32 TokenAdjustPrivileges = 0x0020;
 constexpr quint32 PrivilegeEnabled = 0x0002;
 constexpr quint32 ProcessQueryInformation = 0x0400;
-constexpr quint32 TokenBorrow = 0x2000A;     // TOKEN_QUERY, TOKEN_DUPLICATE, READ_CONTROL
-constexpr quint32 TokenStartProcess = 0x018B; // TOKEN_ASSIGN_PRIMARY, _DUPLICATE, _QUERY, _ADJUST_DEFAULT, _ADJUST_SESSIONID
+constexpr quint32 TokenBorrow = 0x2000A; // TOKEN_QUERY, TOKEN_DUPLICATE, READ_CONTROL
+constexpr quint32 TokenStartProcess =
+    0x018B; // TOKEN_ASSIGN_PRIMARY, _DUPLICATE, _QUERY, _ADJUST_DEFAULT, _ADJUST_SESSIONID
 constexpr int SecurityImpersonation = 2;
 constexpr int TokenPrimary = 1;
 
@@ -48,7 +48,13 @@ State &state()
 }
 
 /** What one attempt to look the user up has met; told after the lock is gone, since a log handler may ask us again. */
-enum class Lookup { NotNeeded, NoSession, NoAccount, Done };
+enum class Lookup
+{
+    NotNeeded,
+    NoSession,
+    NoAccount,
+    Done
+};
 
 Lookup lookupUser(State &state)
 {
@@ -147,7 +153,8 @@ NativeHandle borrowToken(const Tokens &tokens, quint32 processId, const QByteArr
     return std::move(copy.handle);
 }
 
-/** The user's SID without the rest of its buffer; its second byte counts the 32-bit parts behind the eight first bytes. */
+/** The user's SID without the rest of its buffer; its second byte counts the 32-bit parts behind the eight first bytes.
+ */
 QByteArray consoleUserSid()
 {
     const unsigned char *const sid = KvSecurity::userSid();

@@ -11,8 +11,7 @@
  * change for the life of the process. All functions may be called from any thread. With nobody at the console the texts
  * are empty, the SID is all zeros and the process counts as not elevated.
  */
-namespace KvSecurity
-{
+namespace KvSecurity {
 
 /** The size of a binary SID's buffer in bytes, the largest that Windows knows (SECURITY_MAX_SID_SIZE). */
 constexpr int MaxSidSize = 68;

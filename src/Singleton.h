@@ -10,8 +10,8 @@
  * The one instance of a class in this process.
  *
  * The first call builds it, on the caller's thread; the clean-up handed to XS::initSingleton deletes it, after which a
- * further call would build another. Calls from several threads give the same object. The constructor of `T` must not ask
- * for its own instance.
+ * further call would build another. Calls from several threads give the same object. The constructor of `T` must not
+ * ask for its own instance.
  */
 template<typename T>
 class Singleton

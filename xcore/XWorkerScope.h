@@ -14,8 +14,15 @@ public:
     XWorkerScope &operator=(const XWorkerScope &) = delete;
 
     /** True if the thread may call COM. */
-    bool hasCom() const { return m_hasCom; }
+    bool hasCom() const { return m_com != Com::None; }
 
 private:
-    bool m_hasCom = false;
+    enum class Com
+    {
+        None,
+        Own,     ///< Initialised by this object, which has to balance it.
+        Foreign, ///< Initialised by somebody else for another kind of apartment; left alone.
+    };
+
+    Com m_com = Com::None;
 };

@@ -2,8 +2,7 @@
 
 #include <QtCore/QString>
 
-namespace KvPlatform
-{
+namespace KvPlatform {
 
 /** The environment variables of this process. */
 class Environment

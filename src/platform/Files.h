@@ -4,8 +4,7 @@
 
 #include <memory>
 
-namespace KvPlatform
-{
+namespace KvPlatform {
 
 /** Walks the link files of a folder, one at a time. Used on one thread. */
 class LinkWalk
@@ -27,15 +26,16 @@ public:
     virtual ~Files();
 
     /**
-     * The path under which Qt's own file classes reach the file called `path`. It exists only if the file does. The safe
-     * answer is `path` itself.
+     * The path under which Qt's own file classes reach the file called `path`. It exists only if the file does. The
+     * safe answer is `path` itself.
      */
     virtual QString hostPath(const QString &path) const;
 
     /** Whether a file or folder of that path exists. An empty path does not. */
     virtual bool exists(const QString &path) const;
 
-    /** Whether `path` exists and the system would start it as a program, as QFileInfo::isExecutable tells on Windows. */
+    /** Whether `path` exists and the system would start it as a program, as QFileInfo::isExecutable tells on Windows.
+     */
     virtual bool isExecutable(const QString &path) const;
 
     /**

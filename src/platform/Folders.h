@@ -6,11 +6,11 @@
 
 #include <optional>
 
-namespace KvPlatform
-{
+namespace KvPlatform {
 
 /** The folders that the catalogue asks for, with the values of the shell's CSIDL constants. */
-enum class Folder {
+enum class Folder
+{
     Programs = 2,
     CommonPrograms = 23,
     ProgramFiles = 38,

@@ -2,20 +2,17 @@
 
 #include <utility>
 
-namespace KvPlatform
-{
+namespace KvPlatform {
 
 NativeHandle::NativeHandle(void *native, Close close)
     : m_native(native)
     , m_close(std::move(close))
-{
-}
+{}
 
 NativeHandle::NativeHandle(NativeHandle &&other) noexcept
     : m_native(std::exchange(other.m_native, nullptr))
     , m_close(std::move(other.m_close))
-{
-}
+{}
 
 NativeHandle &NativeHandle::operator=(NativeHandle &&other) noexcept
 {

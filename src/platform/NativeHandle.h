@@ -2,8 +2,7 @@
 
 #include <functional>
 
-namespace KvPlatform
-{
+namespace KvPlatform {
 
 /**
  * Owns one handle of the system (a token, a process) and closes it exactly once.

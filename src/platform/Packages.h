@@ -5,8 +5,7 @@
 #include <memory>
 #include <vector>
 
-namespace KvPlatform
-{
+namespace KvPlatform {
 
 /**
  * The error that the package operations raise.
@@ -19,8 +18,7 @@ public:
     hresult_error(qint32 code, QString message)
         : m_code(code)
         , m_message(std::move(message))
-    {
-    }
+    {}
 
     /** The HRESULT. */
     qint32 code() const noexcept { return m_code; }

@@ -10,8 +10,7 @@
  * otherwise it neither logs nor throws, and a failure is an empty result. Each interface's own bodies are the safe
  * answer of a system that has nothing, so that a fake overrides only what its test needs.
  */
-namespace KvPlatform
-{
+namespace KvPlatform {
 
 class Environment;
 class Files;

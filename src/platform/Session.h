@@ -5,8 +5,7 @@
 
 #include <optional>
 
-namespace KvPlatform
-{
+namespace KvPlatform {
 
 /** What the system knows of an account name. */
 struct Account

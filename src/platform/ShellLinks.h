@@ -5,8 +5,7 @@
 #include <memory>
 #include <optional>
 
-namespace KvPlatform
-{
+namespace KvPlatform {
 
 /** One shell link object. Used on the thread that created it. */
 class ShellLink
@@ -17,7 +16,8 @@ public:
     /** Reads the link from a file, given with native separators. Source: IPersistFile::Load, mode STGM_READ. */
     virtual bool load(const QString &nativePath);
 
-    /** Brings the target up to date, with the SLR_ flags given. Source: IShellLinkW::Resolve without an owner window. */
+    /** Brings the target up to date, with the SLR_ flags given. Source: IShellLinkW::Resolve without an owner window.
+     */
     virtual bool resolve(quint32 flags);
 
     /** The file-system path of the target's ID list, if it has one. Source: GetIDList, SHGetPathFromIDListW. */

@@ -8,8 +8,7 @@
 
 #include <optional>
 
-namespace KvPlatform
-{
+namespace KvPlatform {
 
 /** A handle, or the system's error code when it is empty. */
 struct HandleResult
@@ -32,13 +31,15 @@ class Tokens
 public:
     virtual ~Tokens();
 
-    /** The primary token of the user signed in to `session`; empty without the right to it. Source: WTSQueryUserToken. */
+    /** The primary token of the user signed in to `session`; empty without the right to it. Source: WTSQueryUserToken.
+     */
     virtual HandleResult sessionUserToken(quint32 session) const;
 
     /** This process's own token. Source: OpenProcessToken on GetCurrentProcess. */
     virtual HandleResult openOwnToken(quint32 access) const;
 
-    /** The local id of a privilege; on failure nothing, with the error code in `error`. Source: LookupPrivilegeValueW. */
+    /** The local id of a privilege; on failure nothing, with the error code in `error`. Source: LookupPrivilegeValueW.
+     */
     virtual std::optional<quint64> lookupPrivilege(const QString &name, quint32 *error) const;
 
     /**

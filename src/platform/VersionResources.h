@@ -6,8 +6,7 @@
 #include <memory>
 #include <optional>
 
-namespace KvPlatform
-{
+namespace KvPlatform {
 
 /** A text out of a version block. */
 struct VersionText

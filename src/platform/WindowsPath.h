@@ -9,8 +9,7 @@
  * On Windows QDir, QFileInfo and QUrl follow these rules by themselves; elsewhere they follow the host's. The catalogue
  * speaks Windows paths everywhere and so never asks them. Pure functions; none of them touches a file.
  */
-namespace WindowsPath
-{
+namespace WindowsPath {
 
 /** `path` with forward slashes and without a long-path prefix ("\\\\?\\"), as QDir::fromNativeSeparators on Windows. */
 QString fromNativeSeparators(const QString &path);

@@ -30,7 +30,10 @@ struct KvProgramContextProbe
         return context.m_preloadExecutables;
     }
     static const QList<QString> &preloadNames(const KvProgramContext &context) { return context.m_preloadNames; }
-    static const QList<KvGameAppInfo *> &gameAppsInfo(const KvProgramContext &context) { return context.m_gameAppsInfo; }
+    static const QList<KvGameAppInfo *> &gameAppsInfo(const KvProgramContext &context)
+    {
+        return context.m_gameAppsInfo;
+    }
     static const QHash<QString, QString> &toolAppsFilter(const KvProgramContext &context)
     {
         return context.m_toolAppsFilter;

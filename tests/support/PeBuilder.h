@@ -78,6 +78,7 @@ private:
     static constexpr quint32 TextOffset = 0x200;
     static constexpr quint32 ResourceOffset = 0x400;
     static constexpr quint32 ResourceAddress = 0x2000;
+    static constexpr quint32 ReadableData = 0x40000040;
     static constexpr quint32 HighBit = 0x80000000;
 
     using Names = QMap<QPair<QString, quint32>, QList<Resource>>;
@@ -97,7 +98,7 @@ private:
     static void writeSectionHeader(ByteWriter &file, QByteArray name, quint32 address, quint32 size, quint32 offset)
     {
         name = name.leftJustified(8, '\0');
-        file.bytes(name).u32(size).u32(address).u32(size).u32(offset).zeros(16);
+        file.bytes(name).u32(size).u32(address).u32(size).u32(offset).zeros(12).u32(ReadableData);
     }
 
     /** Writes a directory's head and leaves room for its entries; gives the offset of the first one. */

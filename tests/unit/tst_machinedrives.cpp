@@ -100,8 +100,10 @@ void TestMachineDrives::finds()
     MachineBuilder machine;
     machine.addFile(u"C:/Games/Play.exe"_s);
     const MachineDrives drives(machine.path());
-    QCOMPARE(drives.find(path).value_or(QString()), machine.hostPath(u"C:/Games/Play.exe"_s));
-    QCOMPARE(drives.hostPath(path), machine.hostPath(u"C:/Games/Play.exe"_s));
+    // Where the host itself doesn't care for letter case, the path may keep the letters that were asked for.
+    const QFileInfo expected(machine.hostPath(u"C:/Games/Play.exe"_s));
+    QCOMPARE(QFileInfo(drives.find(path).value_or(QString())), expected);
+    QCOMPARE(QFileInfo(drives.hostPath(path)), expected);
 }
 
 void TestMachineDrives::findsNothing_data()
@@ -160,9 +162,11 @@ void TestMachineDrives::hostPathsAreUntouched()
     const MachineFiles files(std::make_shared<const MachineDrives>(machine.path()));
     QCOMPARE(files.hostPath(u"/no/such/../file"_s), u"/no/such/../file"_s);
     QCOMPARE(files.hostPath(QString()), QString());
-    QVERIFY(files.exists(machine.path()));
     QVERIFY(!files.exists(QString()));
     QVERIFY(!files.exists(u"/no/such/file"_s));
+    if (MachineDrives::isOfMachine(machine.path()))
+        return skip("the host's own paths have drives");
+    QVERIFY(files.exists(machine.path()));
 }
 
 void TestMachineDrives::missingPathsLeadNowhere()
@@ -285,6 +289,8 @@ void TestMachineDrives::walk()
 void TestMachineDrives::walkOfHostFolder()
 {
     MachineBuilder machine;
+    if (MachineDrives::isOfMachine(machine.path()))
+        return skip("the host's own paths have drives");
     machine.addFile(u"C:/a/b.lnk"_s);
     const MachineFiles files(std::make_shared<const MachineDrives>(machine.path()));
     const QString folder = machine.hostPath(u"C:/a"_s);

@@ -25,8 +25,8 @@ struct HostStatus
 };
 
 /**
- * The same file, looked at itself: on Windows QFileInfo takes a shell link for a symbolic one and tells of the file that
- * it leads to.
+ * The same file, looked at itself: on Windows QFileInfo takes a shell link for a symbolic one and tells of the file
+ * that it leads to.
  */
 QFileInfo plainInfo(const QFileInfo &info);
 
