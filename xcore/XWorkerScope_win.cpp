@@ -1,0 +1,21 @@
+#include "XWorkerScope.h"
+
+#include <windows.h>
+
+#include <combaseapi.h>
+
+XWorkerScope::XWorkerScope()
+{
+    const HRESULT result = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    // S_FALSE, for a thread that had COM before, counts and has to be balanced as well.
+    if (SUCCEEDED(result))
+        m_com = Com::Own;
+    else if (result == RPC_E_CHANGED_MODE)
+        m_com = Com::Foreign;
+}
+
+XWorkerScope::~XWorkerScope()
+{
+    if (m_com == Com::Own)
+        CoUninitialize();
+}
