@@ -8,6 +8,7 @@
 
 #include <QtCore/QDebug>
 #include <QtCore/QScopeGuard>
+#include <QtCore/QSet>
 #include <QtCore/QVersionNumber>
 
 #include <algorithm>
@@ -316,11 +317,14 @@ void KvProgramContext::releasePublishedApps()
         spy->setParent(nullptr);
         spy->setParent(this);
     }
-    const QObjectList former = children();
-    for (QObject *const child : former) {
-        if (qobject_cast<ProgramInfo *>(child))
+    QSet<QObject *> former(m_allApps.cbegin(), m_allApps.cend());
+    const QObjectList inOrder = children();
+    for (QObject *const child : inOrder) {
+        if (former.remove(child))
             child->deleteLater();
     }
+    for (QObject *const app : std::as_const(former))
+        app->deleteLater();
 }
 
 QList<ProgramInfo *> KvProgramContext::sortApps(const QList<ProgramInfo *> &apps)

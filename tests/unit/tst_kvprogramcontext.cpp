@@ -1,6 +1,7 @@
 #include "../support/FakePlatform.h"
 #include "../support/KvProgramContextProbe.h"
 #include "../support/LogCatcher.h"
+#include "../support/MetaText.h"
 #include "KvRegistrySpy.h"
 
 #include <XClock.h>
@@ -62,7 +63,9 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
+    void membersStandInOrder();
     void nothingIsScannedBeforeTheStart();
+    void recordsOfOthersAreLeftAlone();
     void watchesStandOnTheirKeys();
     void scanPublishesWhatItFinds();
     void nothingIsPublishedBeforeTheCompletionDelay();
@@ -222,6 +225,49 @@ QList<QPointer<ProgramInfo>> tst_KvProgramContext::published() const
 {
     const QList<ProgramInfo *> apps = m_context->allApps();
     return QList<QPointer<ProgramInfo>>(apps.cbegin(), apps.cend());
+}
+
+void tst_KvProgramContext::membersStandInOrder()
+{
+    const QMetaObject &meta = KvProgramContext::staticMetaObject;
+    const QStringList properties{
+        u"bool isEmpty NOTIFY isEmptyChanged FINAL"_s,
+        u"QList<ProgramInfo*> allApps NOTIFY allAppsChanged FINAL"_s,
+        u"QList<ProgramInfo*> meetingApps NOTIFY meetingAppsChanged FINAL"_s,
+        u"QList<ProgramInfo*> shortcuts NOTIFY shortcutsChanged FINAL"_s,
+        u"QList<KvAppSetting*> gameApps NOTIFY gameAppsChanged FINAL"_s,
+        u"QList<KvAppSetting*> toolApps NOTIFY toolAppsChanged FINAL"_s,
+    };
+    QCOMPARE(MetaText::properties(meta), properties);
+    const QStringList signatures{
+        u"isEmptyChanged()"_s,
+        u"allAppsChanged()"_s,
+        u"meetingAppsChanged()"_s,
+        u"shortcutsChanged()"_s,
+        u"gameAppsChanged()"_s,
+        u"toolAppsChanged()"_s,
+        u"addShortcut(ProgramInfo*)"_s,
+        u"removeShortcut(ProgramInfo*)"_s,
+        u"removeShortcutAt(int)"_s,
+        u"startScan()"_s,
+        u"stopScan()"_s,
+        u"updateInstalledAppListByModel(QString,QList<KvAppSetting*>,QList<KvAppSetting*>)"_s,
+    };
+    QStringList found;
+    for (int index = meta.methodOffset(); index < meta.methodCount(); ++index)
+        found.append(QString::fromLatin1(meta.method(index).methodSignature()));
+    QCOMPARE(found, signatures);
+}
+
+void tst_KvProgramContext::recordsOfOthersAreLeftAlone()
+{
+    const QPointer<ProgramInfo> foreign = new ProgramInfo(m_context.get());
+    injectAndPublish({webApp(u"https://one.example/"_s)});
+    const QPointer<ProgramInfo> takenAway = m_context->allApps().constFirst();
+    takenAway->setParent(nullptr);
+    injectAndPublish({webApp(u"https://two.example/"_s)});
+    QVERIFY(foreign);
+    QVERIFY(!takenAway);
 }
 
 void tst_KvProgramContext::nothingIsScannedBeforeTheStart()

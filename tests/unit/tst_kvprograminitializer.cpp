@@ -170,7 +170,14 @@ void tst_KvProgramInitializer::initBuildsNothing()
     KvProgramInitializer::init();
     QQmlEngine engine;
     QVERIFY(make(engine, "KvAppSetting {}"));
-    QVERIFY(KvProgramInitializer::instance());
+    // Whoever asks first makes it, on his own thread.
+    QThread *first = nullptr;
+    QThread *maker = nullptr;
+    std::thread([&] {
+        maker = QThread::currentThread();
+        first = KvProgramInitializer::instance()->thread();
+    }).join();
+    QCOMPARE(first, maker);
     QCOMPARE(files->catalogues, 0);
     QVERIFY(make(engine, WithContext));
     QCOMPARE(files->catalogues, 1);
@@ -179,7 +186,11 @@ void tst_KvProgramInitializer::initBuildsNothing()
 void tst_KvProgramInitializer::initMayBeRepeated()
 {
     KvProgramInitializer::init();
+    qmlClearTypeRegistrations();
+    QVERIFY(qmlTypeId("KvProgram", 1, 0, "ProgramInfo") < 0);
     KvProgramInitializer::init();
+    for (const char *const name : {"KvProgramContext", "KvAppSetting", "ProgramInfo"})
+        QVERIFY2(qmlTypeId("KvProgram", 1, 0, name) >= 0, name);
     QQmlEngine engine;
     const std::unique_ptr<QObject> object = make(engine, WithContext);
     QVERIFY(object);
