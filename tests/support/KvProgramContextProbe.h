@@ -21,6 +21,7 @@ struct KvProgramContextProbe
     }
     static const Rules &rules(const KvProgramContext &context) { return *context.m_rules; }
     static std::shared_ptr<Scan> scan(const KvProgramContext &context) { return context.m_scan; }
+    static XDispatch &dispatcher(const KvProgramContext &context) { return *context.m_dispatcher; }
     static bool isScanning(const KvProgramContext &context) { return context.m_scanning; }
     static QMap<QUrl, ProgramInfo *> &targetMap(KvProgramContext &context) { return context.m_targetMap; }
     static QList<KvAppSetting *> &gameApps(KvProgramContext &context) { return context.m_gameApps; }

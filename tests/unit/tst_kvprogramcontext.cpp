@@ -107,6 +107,7 @@ private Q_SLOTS:
     void installationReloadsAfterAWhile_data();
     void installationReloadsAfterAWhile();
     void installationWithoutAScanIsIgnored();
+    void reloadsShareOneKey();
     void installationOvertakesTheHour();
     void installationDoesNotPutTheHourOff();
     void furtherInstallationsDoNotPutTheReloadOff();
@@ -853,6 +854,26 @@ void tst_KvProgramContext::installationWithoutAScanIsIgnored()
     QVERIFY(finishSources());
     advance(15'000);
     QCOMPARE(scans(), 1);
+}
+
+void tst_KvProgramContext::reloadsShareOneKey()
+{
+    bool reached = false;
+    const auto takeTheKey = [&] {
+        reached = false;
+        Probe::dispatcher(*m_context).postUniqueLater(m_context.get(), u"reload"_s, 1, [&reached] { reached = true; });
+        advance(1);
+    };
+    QVERIFY(scan());
+    takeTheKey();
+    QVERIFY(reached);
+    advance(Hour);
+    QCOMPARE(scans(), 1);
+    emitRegistryChange(0);
+    takeTheKey();
+    QVERIFY(reached);
+    advance(Hour);
+    QCOMPARE(scans(), 0);
 }
 
 void tst_KvProgramContext::installationOvertakesTheHour()

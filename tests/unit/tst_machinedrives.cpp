@@ -355,6 +355,9 @@ void TestMachineDrives::manyMissingNames()
     MachineBuilder machine;
     for (int i = 0; i < Files; ++i)
         machine.addFile(u"C:/big/file%1.txt"_s.arg(i));
+    // Such a host may itself read the folder for each name, and how fast it is about that is not ours to test.
+    if (QFile::exists(machine.hostPath(u"C:/BIG/FILE0.TXT"_s)))
+        return skip("the host's names don't differ by letter case");
     const MachineDrives drives(machine.path());
     QElapsedTimer timer;
     timer.start();
