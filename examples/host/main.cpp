@@ -3,6 +3,7 @@
 #include "KvProgramInitializer.h"
 #include "Options.h"
 
+#include <QtCore/QEventLoop>
 #include <QtCore/QFile>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTimer>
@@ -48,15 +49,31 @@ void prepareEnvironment(const Options &options)
     Appearance::chooseDisplay(options);
 }
 
+int runHost(const Options &options)
+{
+    Host host(options);
+    QTimer::singleShot(0, &host, &Host::start);
+    return QGuiApplication::exec();
+}
+
+// The clock of animations stops through the event loop, some turns after the window is gone. Qt 6.8 crashes on Windows
+// if it still runs when the main thread ends.
+void letAnimationsEnd()
+{
+    QEventLoop loop;
+    QTimer::singleShot(100, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
 int run(int argc, char *argv[], const Options &options)
 {
     prepareEnvironment(options);
     const QGuiApplication application(argc, argv);
     Appearance::apply(options);
     KvProgramInitializer::init();
-    Host host(options);
-    QTimer::singleShot(0, &host, &Host::start);
-    return QGuiApplication::exec();
+    const int exitCode = runHost(options);
+    letAnimationsEnd();
+    return exitCode;
 }
 
 } // namespace

@@ -1,0 +1,57 @@
+"""A Windows of Wine's own for one test run, and programs in it."""
+import os
+import shutil
+import subprocess
+import time
+import uuid
+from pathlib import Path
+
+
+class Windows:
+    """Made from the template of the tool chain's scripts in `tools`; gone after close()."""
+
+    def __init__(self, tools):
+        self.tools = Path(tools)
+        cache = Path(os.environ.get("KV_CACHE") or Path.home() / ".cache" / "kvprogram")
+        # Not the process's number: each container that shares the cache counts its own.
+        self.prefix = cache / "wine" / f"e2e-{uuid.uuid4().hex[:12]}"
+        self.environment = dict(os.environ, WINEPREFIX=str(self.prefix), KV_WINEPREFIX=str(self.prefix))
+        # What the host would take from outside has no place in these tests.
+        for name in ("KVPROGRAM_MACHINE", "KVPROGRAM_METADATA", "QT_QPA_PLATFORM"):
+            self.environment.pop(name, None)
+        subprocess.run([self.tools / "prefix.sh", self.prefix], check=True, env=self.environment)
+
+    def close(self):
+        subprocess.run(["wineserver", "-k"], env=self.environment, check=False)
+        subprocess.run(["wineserver", "-w"], env=self.environment, check=False)
+        shutil.rmtree(self.prefix)
+
+    def run(self, program, *arguments, timeout=60):
+        """Runs a program, given by its path on either system, and gives its CompletedProcess with bytes."""
+        command = [self.tools / "run-under-wine", program, *arguments]
+        done = subprocess.run(command, env=self.environment, capture_output=True, timeout=timeout, check=False)
+        # Wine's screen has no name, of which Qt complains.
+        lines = done.stderr.replace(b"\r\n", b"\n").splitlines(keepends=True)
+        done.stderr = b"".join(line for line in lines if not line.startswith(b"qt.qpa.screen: "))
+        return done
+
+    def path(self, path):
+        """Where this system sees a file that Windows calls C:/..."""
+        return self.prefix / "drive_c" / path.removeprefix("C:/")
+
+    def has_key(self, key):
+        return self.run("reg", "query", key).returncode == 0
+
+    def wait_until_gone(self, path, seconds=20):
+        """An uninstaller ends before its work does, since a copy of it does that."""
+        end = time.monotonic() + seconds
+        while time.monotonic() < end:
+            if not self.path(path).exists():
+                return True
+            time.sleep(0.05)
+        return False
+
+
+def windows_path(path):
+    """The path by which Windows programs reach a file of this system."""
+    return "Z:" + str(path).replace("/", "\\")
