@@ -61,12 +61,12 @@ QString KvProgramContext::appInstalledPath(const QString &app)
     for (const char *const root : {"@HKCU", "HKLM"}) {
         const QString path =
             QLatin1String(root) + QLatin1String("\\Software\\Microsoft\\Windows\\CurrentVersion\\App Paths\\") + name;
-        const QString file = KvRegistrySpy::readValue(path, QVariant()).toString();
+        QString file = KvRegistrySpy::readValue(path, QVariant()).toString();
         if (!file.isEmpty() && platform->files->exists(file))
             return file;
     }
     for (const KvPlatform::Folder folder : {KvPlatform::Folder::ProgramFiles, KvPlatform::Folder::ProgramFilesX86}) {
-        const QString file = fileInFolder(*platform, folder, app);
+        QString file = fileInFolder(*platform, folder, app);
         if (!file.isEmpty())
             return file;
     }

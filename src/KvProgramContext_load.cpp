@@ -18,7 +18,7 @@ QString linkText(const std::optional<QString> &text)
 /** The link's target path; nothing if it can't be had. */
 std::optional<QString> linkTarget(const KvPlatform::ShellLink &link)
 {
-    if (const std::optional<QString> path = link.idListPath())
+    if (std::optional<QString> path = link.idListPath())
         return path;
     if (const std::optional<QString> path = link.rawPath())
         return expandEnvironment(linkText(path));
