@@ -3,11 +3,11 @@
 # inside the environment. Makes build/KvProgram-VERSION-windows-x64.zip and, with what a debugger needs,
 # build/KvProgram-VERSION-windows-x64-symbols.zip.
 . "$(dirname "$0")/common.sh"
+. "$tools/wine-environment.sh"
 cd "$project"
 
 objcopy=$triplet-objcopy
 style=Basic
-gcc_dir=$(dirname "$($triplet-g++-posix -print-file-name=libstdc++-6.dll)")
 
 build_it() {
     export QT_TARGET_PATH=$qt

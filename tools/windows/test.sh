@@ -15,8 +15,7 @@ say "building build/windows"
 cmake --build build/windows >&2
 [ "${1:-}" != --build-only ] || exit 0
 
-export WINEPREFIX=$KV_CACHE/wine/run-$$ KV_WINEPREFIX=$KV_CACHE/wine/run-$$
-trap 'wineserver -k || true; wineserver -w; rm -rf "$WINEPREFIX"' EXIT
-"$tools/prefix.sh" "$WINEPREFIX"
+fresh_windows
+export KV_WINEPREFIX=$WINEPREFIX
 say "testing build/windows"
 xvfb-run -a -s "-screen 0 1280x1024x24" "$tools/with-desktop" ctest --preset windows "$@"

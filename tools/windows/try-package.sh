@@ -5,11 +5,12 @@
 
 package=$1
 name=$(basename "$package" .zip)
-export WINEPREFIX=$KV_CACHE/wine/package-$$ WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
+. "$tools/wine-environment.sh"
+# Nothing but the package's own folder may answer for its DLLs.
+unset WINEPATH
 export WINEQT_QUICK_BACKEND=software WINEQT_FORCE_STDERR_LOGGING=1
-trap 'wineserver -k || true; wineserver -w; rm -rf "$WINEPREFIX"' EXIT
 say "trying $name"
-"$tools/prefix.sh" "$WINEPREFIX"
+fresh_windows
 unzip -q "$package" -d "$WINEPREFIX/drive_c"
 cd "$WINEPREFIX/drive_c/$name/bin"
 
