@@ -1,4 +1,0 @@
-#include "XWorkerScope.h"
-
-XWorkerScope::XWorkerScope() = default;
-XWorkerScope::~XWorkerScope() = default;
