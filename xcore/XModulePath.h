@@ -7,3 +7,11 @@
  * the system doesn't tell. May be called from any thread.
  */
 QString xModulePath();
+
+using XModulePathFunction = QString (*)();
+
+/**
+ * On Windows, where only the platform may ask the system: what xModulePath calls from now on. Until then it gives the
+ * program's path. May be called from any thread.
+ */
+void xSetModulePath(XModulePathFunction function);

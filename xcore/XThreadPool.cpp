@@ -1,7 +1,6 @@
 #include "XThreadPool.h"
 
 #include "XGuardedCall.h"
-#include "XWorkerScope.h"
 
 #include <QtCore/QtGlobal>
 
@@ -15,6 +14,32 @@
 #include <utility>
 
 using Time = std::chrono::steady_clock;
+
+namespace {
+
+struct SharedScope
+{
+    std::mutex mutex;
+    XThreadPool::ThreadScope make;
+};
+
+// Never deleted: threads are detached and may begin while the process ends.
+SharedScope &sharedScope()
+{
+    static SharedScope *const scope = new SharedScope;
+    return *scope;
+}
+
+std::shared_ptr<void> enterThread()
+{
+    SharedScope &scope = sharedScope();
+    std::unique_lock lock(scope.mutex);
+    const XThreadPool::ThreadScope make = scope.make;
+    lock.unlock();
+    return make ? make() : nullptr;
+}
+
+} // namespace
 
 class XThreadPool::State : public std::enable_shared_from_this<State>
 {
@@ -115,7 +140,7 @@ int XThreadPool::State::threadCount()
 
 void XThreadPool::State::work()
 {
-    const XWorkerScope scope;
+    const std::shared_ptr<void> scope = enterThread();
     while (Function job = next()) {
         xCallGuarded(job);
         job = nullptr; // What the job holds ends before the job counts as ended.
@@ -171,6 +196,13 @@ void XThreadPool::State::ended()
     m_stalledSince = Time::now();
     if (m_jobs.empty() && m_running == 0)
         m_jobEnded.notify_all();
+}
+
+void XThreadPool::setThreadScope(ThreadScope scope)
+{
+    SharedScope &shared = sharedScope();
+    const std::lock_guard lock(shared.mutex);
+    shared.make.swap(scope);
 }
 
 XThreadPool::XThreadPool(const Settings &settings)

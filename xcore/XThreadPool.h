@@ -19,6 +19,9 @@ class XThreadPool
 public:
     using Function = std::function<void()>;
 
+    /** Makes what a thread holds from its start to its end, on the thread itself. */
+    using ThreadScope = std::function<std::shared_ptr<void>()>;
+
     struct Settings
     {
         /** Number of threads up to which the pool grows at once; at least 1. */
@@ -41,6 +44,12 @@ public:
 
     /** The pool of the process: base size twice the number of processors, at least 4. Never deleted. */
     static XThreadPool &global();
+
+    /**
+     * Lets every thread that a pool starts from now on hold what `scope` makes, such as COM on Windows. To be called
+     * before the first pool has a thread; an empty function ends it.
+     */
+    static void setThreadScope(ThreadScope scope);
 
     /** Runs `function` on a thread of the pool. What it throws is logged. */
     void start(Function function);

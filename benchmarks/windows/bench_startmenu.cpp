@@ -4,13 +4,12 @@
 #include "BareLoop.h"
 #include "MenuPlatform.h"
 #include "PeBuilder.h"
+#include "platform/win/ComScope.h"
 #include "platform/win/Handles.h"
 #include "ProcessUse.h"
 #include "ScanRunner.h"
 #include "ShellLinkBuilder.h"
 #include "VersionBuilder.h"
-
-#include <XWorkerScope.h>
 
 #include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
@@ -62,7 +61,7 @@ QJsonArray toJson(const QList<double> &values)
 void runOnWorker(const std::function<void()> &function)
 {
     std::thread([&function] {
-        const XWorkerScope com;
+        const KvPlatform::ComScope com;
         function();
     }).join();
 }

@@ -3,11 +3,11 @@
 #include "platform/Platform.h"
 #include "platform/ShellLinks.h"
 
-#include <XWorkerScope.h>
+#include <XThreadPool.h>
 
 #include <QtTest/QTest>
 
-#include <thread>
+#include <chrono>
 
 using namespace Qt::StringLiterals;
 using KvPlatform::ShellLink;
@@ -251,10 +251,9 @@ void ShellLinksSuite::manyThreads()
     const QString path = native(computer->addFile(u"x.lnk"_s, linkTo(target).build()));
     const KvPlatform::Platform &platform = computer->platform();
     QList<QString> found(4);
-    std::vector<std::thread> threads;
+    XThreadPool pool({4});
     for (QString &result : found) {
-        threads.emplace_back([&platform, &path, &result] {
-            const XWorkerScope com;
+        pool.start([&platform, &path, &result] {
             for (int round = 0; round < 20; ++round) {
                 const auto link = platform.links->create();
                 if (link && link->load(path) && link->resolve(ResolveFlags))
@@ -262,8 +261,7 @@ void ShellLinksSuite::manyThreads()
             }
         });
     }
-    for (std::thread &thread : threads)
-        thread.join();
+    QVERIFY(pool.waitForDone(std::chrono::minutes(2)));
     QCOMPARE(found, QList<QString>(4, target));
 }
 

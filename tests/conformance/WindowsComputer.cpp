@@ -1,7 +1,6 @@
 #include "Computer.h"
 #include "platform/Platform.h"
-
-#include <XWorkerScope.h>
+#include "platform/win/ComScope.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -91,7 +90,7 @@ private:
 
     static void clearRegistry() { QSettings(registryKey(), QSettings::NativeFormat).remove(QString()); }
 
-    XWorkerScope m_com;
+    KvPlatform::ComScope m_com;
     QTemporaryDir m_folder;
     QStringList m_variables;
     std::shared_ptr<const KvPlatform::Platform> m_platform;

@@ -1,10 +1,10 @@
 #include "platform/Folders.h"
 #include "platform/Platform.h"
 #include "platform/ShellLinks.h"
+#include "platform/win/ComScope.h"
 #include "platform/win/Handles.h"
 
 #include <XModulePath.h>
-#include <XWorkerScope.h>
 
 #include <QtCore/QCoreApplication>
 #include <QtTest/QTest>
@@ -118,15 +118,15 @@ void TestWinHandles::comOfAThread()
     };
     std::thread([&kindOfApartment] {
         {
-            const XWorkerScope outer;
-            const XWorkerScope inner;
+            const KvPlatform::ComScope outer;
+            const KvPlatform::ComScope inner;
             QVERIFY(outer.hasCom() && inner.hasCom());
             QCOMPARE(kindOfApartment(), APTTYPE_MTA);
         }
         QCOMPARE(kindOfApartment(), APTTYPE_CURRENT);
         QCOMPARE(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
         {
-            const XWorkerScope foreign;
+            const KvPlatform::ComScope foreign;
             QVERIFY(foreign.hasCom());
         }
         QVERIFY(kindOfApartment() != APTTYPE_CURRENT);
@@ -139,7 +139,7 @@ void TestWinHandles::noLinksWithoutCom()
 {
     const auto platform = KvPlatform::createPlatform();
     QVERIFY(!platform->links->create());
-    const XWorkerScope com;
+    const KvPlatform::ComScope com;
     QVERIFY(platform->links->create() != nullptr);
 }
 

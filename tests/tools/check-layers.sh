@@ -31,5 +31,6 @@ forbid "Only src/platform/win may include the system's headers" "$system" \
 forbid "Formats know neither the platform nor the module" '\.\./|platform/|kv|x[A-Z]' src/formats
 forbid "The platform doesn't know the module" '\.\./|kv|singleton' src/platform
 forbid "The core library knows nothing of the module" '\.\./|kv|platform/|formats/|singleton' xcore
+forbid "Only src/platform/win may include the system's headers" "$system" xcore examples
 
 exit $failed
