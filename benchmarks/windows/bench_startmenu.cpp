@@ -28,11 +28,12 @@ namespace {
 constexpr int Links = 1000;
 constexpr int LinksOfRepeatedScans = 20;
 constexpr int FirstScans = 10;
-constexpr int RepeatedScans = 200;
+constexpr int RepeatedScans = 200; // At least 40, so that the counts at which it looks are in order.
 
 // What a run fails beyond. The ratio's goal is 1.10; the bound leaves room for a computer that is busy otherwise.
 constexpr double WorstRatio = 1.5;
-constexpr double WorstGrowth = 1.02;
+// Of the memory after the first scans, and beyond what the system's own calls keep.
+constexpr double MostGrowth = 0.02;
 // Wine makes one now and then, at no particular scan; what each scan leaves behind shows many times over.
 constexpr quint32 MostNewHandles = 2;
 
@@ -199,36 +200,73 @@ void fillPool()
     XDispatch::waitForBackground(60'000);
 }
 
-QJsonObject measureLeftovers(bool &isClean)
+/** What the process holds after some of many repetitions; they are told by their number. */
+struct Leftovers
+{
+    QList<ProcessUse> uses;
+    QJsonArray json;
+
+    /** How much more memory there is at the end than after the first ones. */
+    qint64 growth() const { return uses.last().privateBytes - uses.first().privateBytes; }
+};
+
+Leftovers repeat(int count, const std::function<void(int)> &function)
+{
+    Leftovers leftovers;
+    int done = 0;
+    fillPool();
+    for (const int target : {FirstScans, count / 4, count / 2, count}) {
+        for (; done < target; ++done)
+            function(done);
+        fillPool();
+        const ProcessUse use = ProcessUse::now();
+        leftovers.uses.append(use);
+        leftovers.json.append(QJsonObject{{u"scans"_s, done},
+                                          {u"handles"_s, qint64(use.handles)},
+                                          {u"threads"_s, use.threads},
+                                          {u"privateBytes"_s, use.privateBytes}});
+    }
+    return leftovers;
+}
+
+/** The same links by the system's calls alone, which keep some memory of their own. */
+Leftovers repeatBareLoop(const MenuPlatform &platform, int count)
+{
+    return repeat(count, [&platform](int) {
+        runOnWorker([&platform] {
+            if (readLinksBarely(platform.folders->common) != LinksOfRepeatedScans)
+                qFatal("the bare loop has lost a link");
+        });
+    });
+}
+
+Leftovers repeatScans(int count)
+{
+    ScanRunner runner;
+    return repeat(count, [&runner](int number) {
+        const bool isPublished = runner.scan();
+        const qsizetype found = runner.context().allApps().size();
+        if (!isPublished || found != LinksOfRepeatedScans)
+            qFatal("scan %d: %s, %d programs", number, isPublished ? "published" : "not published", int(found));
+    });
+}
+
+QJsonObject measureLeftovers(int count, bool &isClean)
 {
     MenuPlatform platform;
     addPrograms(platform, LinksOfRepeatedScans);
-    ScanRunner runner;
-    QJsonArray uses;
-    QList<ProcessUse> all;
-    int scans = 0;
-    fillPool();
-    for (const int target : {FirstScans, RepeatedScans / 4, RepeatedScans / 2, RepeatedScans}) {
-        for (; scans < target; ++scans) {
-            const bool isPublished = runner.scan();
-            const qsizetype found = runner.context().allApps().size();
-            if (!isPublished || found != LinksOfRepeatedScans)
-                qFatal("scan %d: %s, %d programs", scans, isPublished ? "published" : "not published", int(found));
-        }
-        fillPool();
-        const ProcessUse use = ProcessUse::now();
-        all.append(use);
-        uses.append(QJsonObject{{u"scans"_s, scans},
-                                {u"handles"_s, qint64(use.handles)},
-                                {u"threads"_s, use.threads},
-                                {u"privateBytes"_s, use.privateBytes}});
-    }
-    // The heap takes its segments during the first scans.
-    const ProcessUse &early = all.at(1);
-    const ProcessUse &late = all.last();
+    const Leftovers bare = repeatBareLoop(platform, count);
+    const Leftovers scans = repeatScans(count);
+    const ProcessUse &early = scans.uses.first();
+    const ProcessUse &late = scans.uses.last();
+    const qint64 ownGrowth = scans.growth() - std::max(qint64(0), bare.growth());
     isClean = late.handles <= early.handles + MostNewHandles && late.threads == early.threads &&
-              double(late.privateBytes) <= double(early.privateBytes) * WorstGrowth;
-    return {{u"links"_s, LinksOfRepeatedScans}, {u"uses"_s, uses}};
+              double(ownGrowth) <= double(early.privateBytes) * MostGrowth;
+    return {{u"links"_s, LinksOfRepeatedScans},
+            {u"bareUses"_s, bare.json},
+            {u"uses"_s, scans.json},
+            {u"growth"_s, double(late.privateBytes) / double(early.privateBytes)},
+            {u"ownGrowth"_s, double(ownGrowth) / double(early.privateBytes)}};
 }
 
 } // namespace
@@ -243,16 +281,17 @@ int main(int argc, char *argv[])
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.size() == 3 && arguments.at(1) == FirstListOption)
         return tellFirstList(application, arguments.at(2));
-    if (arguments.size() < 2 || arguments.size() > 3) {
-        std::fputs("usage: bench_startmenu REPORT [ROUNDS]\n", stderr);
+    if (arguments.size() < 2 || arguments.size() > 4) {
+        std::fputs("usage: bench_startmenu REPORT [ROUNDS [SCANS]]\n", stderr);
         return 2;
     }
     const int rounds = std::max(1, arguments.value(2, u"9"_s).toInt());
+    const int scans = std::max(4 * FirstScans, arguments.value(3, QString::number(RepeatedScans)).toInt());
     // An apartment of Qt's kind, since Qt wants one on this thread when it meets a link.
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     // First, while nothing else has left its traces: a process that was started, for one, keeps threads for a while.
     bool isClean = false;
-    const QJsonObject leftovers = measureLeftovers(isClean);
+    const QJsonObject leftovers = measureLeftovers(scans, isClean);
     QJsonObject report;
     {
         const MenuPlatform platform;
