@@ -6,14 +6,7 @@
 #include "platform/Registry.h"
 #include "platform/WindowsPath.h"
 
-#include <QtCore/QFile>
-
 namespace {
-
-constexpr bool isPrintable(char byte)
-{
-    return byte >= 0x20 && byte <= 0x7E;
-}
 
 QString pathFromRegistry(const QString &text)
 {
@@ -60,19 +53,4 @@ void KvGameAppUtil::getInstalledAppsFromUninstallRegistry(QList<KvGameAppInfo *>
             continue;
         apps.append(new KvGameAppInfo(nullptr, name, icon, icon, QString(), folder));
     }
-}
-
-QString KvGameAppUtil::getNextToken(QFile &file, bool wholeLine)
-{
-    QString token;
-    char byte = 0;
-    while (!file.atEnd() && file.getChar(&byte)) {
-        if (isPrintable(byte))
-            token.append(QLatin1Char(byte));
-        else if (!wholeLine && !token.isEmpty())
-            return token;
-        else if (wholeLine && byte == '\r' && file.read(&byte, 1) == 1 && byte == '\n')
-            return token;
-    }
-    return token;
 }
