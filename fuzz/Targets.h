@@ -5,9 +5,13 @@
 /** One function for each parser: gives it the bytes and stops the program if it breaks its promises. */
 namespace FuzzTargets {
 
+void antiCheatSettings(QByteArrayView bytes);
+void appList(QByteArrayView bytes);
+void epicInstallations(QByteArrayView bytes);
 void peFile(QByteArrayView bytes);
 void registryText(QByteArrayView bytes);
 void shellLinkFile(QByteArrayView bytes);
+void ubisoftConfiguration(QByteArrayView bytes);
 void versionInfo(QByteArrayView bytes);
 
 } // namespace FuzzTargets

@@ -21,6 +21,7 @@ class QQmlEngine;
 QT_END_NAMESPACE
 
 class KvGameAppInfo;
+class KvGameAppUtil;
 class KvRegistrySpy;
 class XDispatch;
 template<typename T>
@@ -347,6 +348,9 @@ private:
     void loadToolAppsFilter();
     void filterToolApps();
     void findGameApps();
+    QList<KvGameAppUtil *> makeScanners() const;
+    void parseGameApps(QList<KvGameAppUtil *> utils);
+    bool isListed(const KvAppSetting *game) const;
     void deleteAppSettings();
 
     QSharedPointer<XDispatch> m_dispatcher;

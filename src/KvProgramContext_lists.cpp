@@ -1,5 +1,6 @@
 #include "KvProgramContext_p.h"
 
+#include "formats/AppList.h"
 #include "KvGameAppInfo.h"
 
 #include <XS.h>
@@ -34,18 +35,6 @@ void keepForever(KvGameAppInfo *info)
 
 } // namespace
 
-void readAppList(const QByteArray &list, const std::function<void(const QXmlStreamAttributes &)> &visit)
-{
-    QXmlStreamReader reader(list);
-    while (!reader.atEnd()) {
-        if (reader.readNext() != QXmlStreamReader::StartElement)
-            continue;
-        if (reader.name() == QLatin1String("APP"))
-            visit(reader.attributes());
-        reader.readNext();
-    }
-}
-
 void KvProgramContext::loadPreloadGameApps()
 {
     const QByteArray list = loadList("preload_game_apps.xml");
@@ -53,7 +42,7 @@ void KvProgramContext::loadPreloadGameApps()
         qWarning("[KvProgramContext] load game preload file error");
         return;
     }
-    readAppList(list, [this](const QXmlStreamAttributes &attributes) {
+    AppList::read(list, [this](const QXmlStreamAttributes &attributes) {
         const QString executable = attributes.value(QLatin1String("Executable")).toString();
         if (!executable.isEmpty())
             m_preloadExecutables.append(executable.toLower());
@@ -69,7 +58,7 @@ void KvProgramContext::loadGameAppsInfo()
         qWarning("[KvProgramContext] load game info file error");
         return;
     }
-    readAppList(list, [this](const QXmlStreamAttributes &attributes) {
+    AppList::read(list, [this](const QXmlStreamAttributes &attributes) {
         const auto text = [&attributes](const char *name) { return attributes.value(QLatin1String(name)).toString(); };
         auto *const info = new KvGameAppInfo;
         keepForever(info);
@@ -88,7 +77,7 @@ void KvProgramContext::loadToolAppsFilter()
         qWarning("[KvProgramContext] load common filter file error");
         return;
     }
-    readAppList(list, [this](const QXmlStreamAttributes &attributes) {
+    AppList::read(list, [this](const QXmlStreamAttributes &attributes) {
         m_toolAppsFilter[attributes.value(QLatin1String("Name")).toString()] =
             attributes.value(QLatin1String("Executable")).toString();
     });

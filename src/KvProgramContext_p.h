@@ -7,7 +7,6 @@
 #include <QtCore/QMutex>
 
 #include <atomic>
-#include <functional>
 
 /** What the metadata file says. Filled in the catalogue's constructor and never changed after that. */
 struct KvProgramContext::Rules
@@ -72,6 +71,3 @@ QString nonRoamableId();
 
 /** Lets findCurrentUser look again. For tests. */
 void forgetCurrentUser();
-
-/** Calls `visit` with the attributes of each "APP" element of an application list, as far as it is well-formed. */
-void readAppList(const QByteArray &list, const std::function<void(const class QXmlStreamAttributes &)> &visit);

@@ -22,16 +22,6 @@ void markSelected(const QList<KvAppSetting *> &installed, const QList<KvAppSetti
 
 } // namespace
 
-void KvProgramContext::filterToolApps()
-{
-    Q_EMIT toolAppsChanged();
-}
-
-void KvProgramContext::findGameApps()
-{
-    Q_EMIT gameAppsChanged();
-}
-
 void KvProgramContext::deleteAppSettings()
 {
     qDeleteAll(std::exchange(m_gameApps, {}));

@@ -2,9 +2,11 @@
 
 #include "KvAppSetting.h"
 #include "KvProgramContext.h"
+#include "Launchers.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QMetaProperty>
+#include <QtCore/QStringList>
 #include <QtCore/QUrl>
 
 namespace {
@@ -29,25 +31,35 @@ QJsonObject toJson(const QObject &object)
     return result;
 }
 
-template<typename T>
-QJsonArray toJson(const QList<T *> &list)
+QJsonArray toJson(const QList<ProgramInfo *> &apps)
 {
     QJsonArray result;
-    for (const T *element : list)
-        result.append(toJson(*element));
+    for (const ProgramInfo *app : apps)
+        result.append(toJson(*app));
+    return result;
+}
+
+QJsonArray toJson(const QList<KvAppSetting *> &apps, Launchers &launchers)
+{
+    QJsonArray result;
+    for (const KvAppSetting *app : apps) {
+        QJsonObject object = toJson(*app);
+        object.insert(QStringLiteral("launcher"), launchers.launcherOf(*app));
+        result.append(object);
+    }
     return result;
 }
 
 } // namespace
 
-QJsonObject CatalogueJson::lists(const KvProgramContext &catalogue)
+QJsonObject CatalogueJson::lists(const KvProgramContext &catalogue, Launchers &launchers)
 {
     return {
         {QStringLiteral("allApps"), toJson(catalogue.allApps())},
         {QStringLiteral("meetingApps"), toJson(catalogue.meetingApps())},
         {QStringLiteral("shortcuts"), toJson(catalogue.shortcuts())},
-        {QStringLiteral("gameApps"), toJson(catalogue.gameApps())},
-        {QStringLiteral("toolApps"), toJson(catalogue.toolApps())},
+        {QStringLiteral("gameApps"), toJson(catalogue.gameApps(), launchers)},
+        {QStringLiteral("toolApps"), toJson(catalogue.toolApps(), launchers)},
     };
 }
 
@@ -59,4 +71,14 @@ QString CatalogueJson::counts(const KvProgramContext &catalogue)
         .arg(catalogue.shortcuts().size())
         .arg(catalogue.gameApps().size())
         .arg(catalogue.toolApps().size());
+}
+
+QString CatalogueJson::names(const QList<KvAppSetting *> &apps, Launchers &launchers)
+{
+    QStringList texts;
+    for (const KvAppSetting *app : apps) {
+        const QString selected = app->hasSelected() ? QStringLiteral(", selected") : QString();
+        texts.append(QStringLiteral("%1 (%2%3)").arg(app->displayName(), launchers.launcherOf(*app), selected));
+    }
+    return texts.join(QLatin1String(", "));
 }

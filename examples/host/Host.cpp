@@ -8,6 +8,7 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QSaveFile>
 #include <QtGui/QImage>
+#include <QtQml/QQmlContext>
 #include <QtQuick/QQuickWindow>
 
 #include <cstdio>
@@ -25,7 +26,13 @@ void tell(const QString &line)
 Host::Host(const Options &options)
     : m_options(options)
     , m_catalogue(KvProgramContext::instance())
+    , m_launchers(*m_catalogue)
 {
+    if (!m_options.model.isEmpty()) {
+        m_storedSettings.load(m_options.settings.isEmpty() ? StoredSettings::builtInFile() : m_options.settings);
+        // The tools' signal comes first, so both lists are there.
+        connect(m_catalogue, &KvProgramContext::gameAppsChanged, this, &Host::markInstalledApps);
+    }
     connect(m_catalogue, &KvProgramContext::isEmptyChanged, this, &Host::onScanCompleted);
     m_patience.setSingleShot(true);
     connect(&m_patience, &QTimer::timeout, this, &Host::onTimeout);
@@ -44,9 +51,20 @@ void Host::start()
     startFirstScan();
 }
 
+QString Host::launcherOf(KvAppSetting *app)
+{
+    return app ? m_launchers.launcherOf(*app) : QString();
+}
+
+void Host::markInstalledApps()
+{
+    m_catalogue->updateInstalledAppListByModel(m_options.model, m_storedSettings.games(), m_storedSettings.tools());
+}
+
 bool Host::loadWindow()
 {
     m_engine = std::make_unique<QQmlApplicationEngine>();
+    m_engine->rootContext()->setContextProperty(QStringLiteral("host"), this);
     QVariantMap properties{
         {QStringLiteral("iconsAvailable"), m_engine->imageProvider(ProgramInfo::ICON_PROVIDER) != nullptr},
         {QStringLiteral("firstCategory"), m_options.category},
@@ -78,13 +96,21 @@ void Host::onScanCompleted()
     if (m_scanned)
         return;
     m_scanned = true;
-    if (m_options.summary) {
-        const qint64 milliseconds = m_elapsed.elapsed();
-        tell(QStringLiteral("%1, scan %2 ms").arg(CatalogueJson::counts(*m_catalogue)).arg(milliseconds));
-    }
+    if (m_options.summary)
+        tellSummary();
     // The lists' other listeners, QML among them, are still to hear of the scan.
     if (m_options.isUnattended())
         QMetaObject::invokeMethod(this, &Host::onFirstScanCompleted, Qt::QueuedConnection);
+}
+
+void Host::tellSummary()
+{
+    const qint64 milliseconds = m_elapsed.elapsed();
+    tell(QStringLiteral("%1, scan %2 ms").arg(CatalogueJson::counts(*m_catalogue)).arg(milliseconds));
+    if (!m_catalogue->gameApps().isEmpty())
+        tell(QStringLiteral("games: ") + CatalogueJson::names(m_catalogue->gameApps(), m_launchers));
+    if (!m_catalogue->toolApps().isEmpty())
+        tell(QStringLiteral("tools: ") + CatalogueJson::names(m_catalogue->toolApps(), m_launchers));
 }
 
 void Host::onFirstScanCompleted()
@@ -107,12 +133,12 @@ void Host::onTimeout()
     end(1);
 }
 
-bool Host::printLists() const
+bool Host::printLists()
 {
     QFile output;
     if (!output.open(stdout, QIODevice::WriteOnly))
         return false;
-    const QByteArray text = QJsonDocument(CatalogueJson::lists(*m_catalogue)).toJson();
+    const QByteArray text = QJsonDocument(CatalogueJson::lists(*m_catalogue, m_launchers)).toJson();
     return output.write(text) == text.size() && output.flush();
 }
 

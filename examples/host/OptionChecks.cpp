@@ -1,5 +1,7 @@
 #include "OptionChecks.h"
 
+#include "StoredSettings.h"
+
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -59,6 +61,11 @@ QString OptionChecks::metadataProblem(const QString &path)
     if (!file.open(QIODevice::ReadOnly))
         return message("The metadata file \"%1\" can't be read: %2.").arg(path, file.errorString());
     return {};
+}
+
+QString OptionChecks::settingsProblem(const QString &path)
+{
+    return StoredSettings().load(path);
 }
 
 QString OptionChecks::outputProblem(const QString &path)

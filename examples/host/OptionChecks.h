@@ -12,6 +12,9 @@ QString machineProblem(const QString &folder);
 /** A metadata file is a file that can be read. What it says is the library's business. */
 QString metadataProblem(const QString &path);
 
+/** A settings file is one that StoredSettings understands. */
+QString settingsProblem(const QString &path);
+
 /** Whether a file can be written. One that is there stays as it is. */
 QString outputProblem(const QString &path);
 

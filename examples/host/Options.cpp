@@ -34,6 +34,13 @@ void describe(QCommandLineParser &parser)
          text("Tell the lengths of the lists and the time of the first scan on standard error.")},
         {QStringLiteral("timeout"), text("With --json or --screenshot, give up after <seconds> without a scan (60)."),
          text("seconds"), QStringLiteral("60")},
+        {QStringLiteral("model"), text("Mark the games and tools that are set up for the monitor model <name>."),
+         text("name")},
+        {QStringLiteral("settings"),
+         text("With --model, take what is set up from <file>, a JSON array of objects such as { \"model\": \"KV-27\", "
+              "\"list\": \"games\", \"executable\": \"C:/Games/x.exe\" }; list is games or tools. Without it, some "
+              "programs of the sample machine are set up for KV-27 and KV-32."),
+         text("file")},
         {QStringLiteral("theme"), text("Colours: light or dark; the system's if not given."), text("name")},
         {QStringLiteral("size"), text("Size of the window in pixels, such as 1120x720."), text("size")},
         {QStringLiteral("list"), text("List to show first: all, meetings, games or tools."), text("name"),
@@ -55,6 +62,10 @@ QString readValues(const QCommandLineParser &parser, Options &options)
     options.summary = parser.isSet(QStringLiteral("summary"));
     options.verbose = parser.isSet(QStringLiteral("verbose"));
     options.search = parser.value(QStringLiteral("search"));
+    options.model = parser.value(QStringLiteral("model"));
+    if (parser.isSet(QStringLiteral("model")) && options.model.isEmpty())
+        return text("A monitor model without a name can't be marked.");
+
     options.theme = parser.value(QStringLiteral("theme"));
     if (parser.isSet(QStringLiteral("theme")) && options.theme != QLatin1String("light") &&
         options.theme != QLatin1String("dark"))
@@ -90,6 +101,13 @@ QString readPaths(const QCommandLineParser &parser, Options &options)
         if (QString problem = OptionChecks::metadataProblem(options.metadata); !problem.isEmpty())
             return problem;
     }
+    options.settings = parser.value(QStringLiteral("settings"));
+    if (parser.isSet(QStringLiteral("settings"))) {
+        if (options.model.isEmpty())
+            return text("--settings needs --model.");
+        if (QString problem = OptionChecks::settingsProblem(options.settings); !problem.isEmpty())
+            return problem;
+    }
     options.screenshot = parser.value(QStringLiteral("screenshot"));
     if (parser.isSet(QStringLiteral("screenshot"))) {
         if (QString problem = OptionChecks::outputProblem(options.screenshot); !problem.isEmpty())
@@ -97,6 +115,7 @@ QString readPaths(const QCommandLineParser &parser, Options &options)
     }
     options.machine = absolutePath(options.machine);
     options.metadata = absolutePath(options.metadata);
+    options.settings = absolutePath(options.settings);
     options.screenshot = absolutePath(options.screenshot);
     return {};
 }

@@ -10,6 +10,8 @@ struct Options
     QString machine;    ///< Folder that stands for the computer; empty for the computer itself.
     QString metadata;   ///< The metadata file; empty for the machine's own.
     QString screenshot; ///< Where the picture of the window goes; empty for none.
+    QString model;      ///< Monitor model whose stored settings are marked in the lists; empty for none.
+    QString settings;   ///< File with the stored settings; empty for the built-in one.
     QString theme;      ///< "light", "dark", or empty for the system's.
     QString search;     ///< What the search field holds at the start.
     int category = 0;   ///< Which list the window shows at the start: all, meetings, games, tools.

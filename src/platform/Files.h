@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 
 #include <memory>
 
@@ -33,6 +34,22 @@ public:
 
     /** Whether a file or folder of that path exists. An empty path does not. */
     virtual bool exists(const QString &path) const;
+
+    /** Whether a folder of that path exists, as QDir::exists tells. */
+    virtual bool isFolder(const QString &path) const;
+
+    /**
+     * The names of the files in `folder`, without folders and hidden files, sorted by QDir's default: by name and
+     * without regard to letter case. A folder that doesn't exist or can't be read has none.
+     */
+    virtual QStringList fileNames(const QString &folder) const;
+
+    /** `path` with forward slashes, absolute and clean, as QDir::absolutePath gives it. Nothing need exist there. */
+    virtual QString absolutePath(const QString &path) const;
+
+    /** The absolute and clean path of the folder that holds `path`, as QFileInfo::absolutePath gives it; empty for an
+     *  empty path. Nothing need exist there. */
+    virtual QString folderOf(const QString &path) const;
 
     /** Whether `path` exists and the system would start it as a program, as QFileInfo::isExecutable tells on Windows.
      */

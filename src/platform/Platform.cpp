@@ -10,6 +10,7 @@
 #include "platform/Tokens.h"
 #include "platform/VersionResources.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QDirIterator>
 #include <QtCore/QFileInfo>
 
@@ -105,6 +106,27 @@ QString Files::hostPath(const QString &path) const
 bool Files::exists(const QString &path) const
 {
     return !path.isEmpty() && QFileInfo::exists(path);
+}
+
+bool Files::isFolder(const QString &path) const
+{
+    return !path.isEmpty() && QFileInfo(path).isDir();
+}
+
+QStringList Files::fileNames(const QString &folder) const
+{
+    // QDir takes an empty path for the current folder.
+    return folder.isEmpty() ? QStringList() : QDir(folder).entryList(QDir::Files);
+}
+
+QString Files::absolutePath(const QString &path) const
+{
+    return QDir(path).absolutePath();
+}
+
+QString Files::folderOf(const QString &path) const
+{
+    return path.isEmpty() ? QString() : QFileInfo(path).absolutePath();
 }
 
 bool Files::isExecutable(const QString &path) const

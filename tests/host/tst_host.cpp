@@ -30,7 +30,12 @@ private Q_SLOTS:
     void savesTheWindow();
     void printsAndSavesInOneRun();
     void showsWhatItWasToldTo();
+    void listsGamesAndToolsWithTheirLauncher();
+    void marksWhatIsSetUpForAModel_data();
+    void marksWhatIsSetUpForAModel();
+    void builtInSettingsNeedNoFile();
     void tellsTheSummary();
+    void summaryNamesGamesAndTools();
 
 private:
     struct Result
@@ -42,8 +47,10 @@ private:
 
     QString path(const QString &name) const { return m_folder.filePath(name); }
     void write(const QString &name, const QByteArray &bytes) const;
+    void writeGames() const;
     Result run(const QStringList &arguments, const QString &machineVariable = {}) const;
     Result runOnMachine(const QStringList &arguments) const;
+    QJsonObject gamesAndTools(const QStringList &arguments) const;
     QImage screenshot(const QStringList &arguments) const;
 
     QTemporaryDir m_folder;
@@ -62,6 +69,7 @@ const QSet<QString> SettingKeys{
     QStringLiteral("icon"),         QStringLiteral("executable"),  QStringLiteral("executableList"),
     QStringLiteral("appType"),      QStringLiteral("hasSelected"), QStringLiteral("appExist"),
     QStringLiteral("fileName"),     QStringLiteral("platform"),    QStringLiteral("ignoreExeFullPath"),
+    QStringLiteral("launcher"),
 };
 
 QStringList names(const QJsonValue &list)
@@ -123,6 +131,15 @@ tst_Host::Result tst_Host::runOnMachine(const QStringList &arguments) const
     return run(QStringList{QStringLiteral("--machine"), path(QStringLiteral("desk"))} + arguments);
 }
 
+QJsonObject tst_Host::gamesAndTools(const QStringList &arguments) const
+{
+    const QStringList machine{QStringLiteral("--json"), QStringLiteral("--machine"), path(QStringLiteral("games"))};
+    const Result result = run(machine + arguments);
+    if (result.exitCode != 0 || !result.errors.isEmpty())
+        return {{QStringLiteral("failure"), QString::fromUtf8(result.errors)}};
+    return QJsonDocument::fromJson(result.output).object();
+}
+
 QImage tst_Host::screenshot(const QStringList &arguments) const
 {
     const QString file = path(QStringLiteral("window.png"));
@@ -154,12 +171,43 @@ void tst_Host::initTestCase()
         { "target": "https://example.org/a b?c=%25", "displayName": "Meet", "tags": [ "meeting" ] },
         { "target": "slides", "desktopTarget": "C:/Office/POWERPNT.EXE", "displayName": "Slides" }
     ])");
+    write(QStringLiteral("settings.json"), R"([
+        { "model": "KV-27", "list": "games", "executable": "C:\\Battle\\Overwatch.exe" },
+        { "model": "KV-27", "list": "games", "executable": "C:/Riot/Game/League of Legends.exe" },
+        { "model": "KV-32", "list": "tools", "executable": "C:/OFFICE/POWERPNT.exe" },
+        { "model": "KV-32", "list": "tools", "executable": "C:/nobody.exe" }
+    ])");
+    writeGames();
     write(QStringLiteral("rules.json"), R"([ { "target": "https://example.org/", "displayName": "Other" } ])");
     write(QStringLiteral("empty/readme.txt"), "no facts here");
     write(QStringLiteral("broken/machine.json"), "{ \"elevated\": ");
     write(QStringLiteral("list/machine.json"), "[]");
     write(QStringLiteral("nothing/machine.json"), "");
     QVERIFY(QDir(m_folder.path()).mkpath(QStringLiteral("folder/machine.json")));
+}
+
+/** A machine with games of some launchers, besides the one that all tests use. */
+void tst_Host::writeGames() const
+{
+    write(
+        QStringLiteral("games/machine.json"),
+        R"({ "metadata": "C:/rules.json", "consoleUser": { "name": "kim", "domain": "DESK", "sid": "S-1-5-21-1-2-3-1001" } })");
+    write(QStringLiteral("games/C/Office/POWERPNT.EXE"), "MZ");
+    write(QStringLiteral("games/C/Ubisoft/UbisoftConnect.exe"), "MZ");
+    write(QStringLiteral("games/C/rules.json"), R"([
+        { "target": "slides", "desktopTarget": "C:/Office/POWERPNT.EXE", "displayName": "Slides" },
+        { "target": "games", "desktopTarget": "C:/Ubisoft/UbisoftConnect.exe", "displayName": "Ubisoft" }
+    ])");
+    write(QStringLiteral("games/C/Ubisoft/cache/configuration/configurations"),
+          "shortcut_name: Siege\r\nrelative: RainbowSix.exe\r\n");
+    write(QStringLiteral("games/C/ProgramData/Epic/UnrealEngineLauncher/LauncherInstalled.dat"),
+          R"({ "InstallationList": [ { "AppName": "Fortnite", "InstallLocation": "C:\\Fortnite" } ] })");
+    const QByteArray root =
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\WOW6432Node\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+    write(QStringLiteral("games/registry/games.reg"),
+          "Windows Registry Editor Version 5.00\n\n" + root + "Overwatch]\n\"Publisher\"=\"Blizzard Entertainment\"\n" +
+              "\"DisplayName\"=\"Overwatch\"\n\"DisplayIcon\"=\"C:\\\\Battle\\\\Overwatch.exe\"\n\n" + root +
+              "Siege]\n\"Publisher\"=\"Ubisoft\"\n\"DisplayName\"=\"Siege\"\n\"InstallLocation\"=\"C:/Siege/\"\n");
 }
 
 void tst_Host::tellsWhatWasAskedFor_data()
@@ -209,6 +257,17 @@ void tst_Host::refusesBadOptions_data()
     row("screenshot in no folder", {option("screenshot"), there("nowhere/a.png")}, "a.png");
     row("screenshot is a folder", {option("screenshot"), there("desk")}, "desk");
     row("empty screenshot", {option("screenshot"), QString()}, "written");
+    row("empty model", {option("model"), QString()}, "model");
+    row("settings without a model", {option("settings"), there("settings.json")}, "--model");
+    const auto settings = [&](const char *file) {
+        return QStringList{option("model"), QStringLiteral("KV"), option("settings"), there(file)};
+    };
+    row("no settings", settings("nowhere.json"), "nowhere.json");
+    row("settings are a folder", settings("desk"), "desk");
+    row("settings are empty", settings("nothing/machine.json"), "not JSON");
+    row("settings are broken", settings("broken/machine.json"), "not JSON");
+    row("settings are an object", settings("desk/machine.json"), "array");
+    row("settings of another kind", settings("rules.json"), "no setting");
     row("theme", {option("theme"), QStringLiteral("pink")}, "pink");
     row("list", {option("list"), QStringLiteral("music")}, "music");
     row("size without x", {option("size"), QStringLiteral("800")}, "800");
@@ -360,12 +419,78 @@ void tst_Host::showsWhatItWasToldTo()
     QVERIFY(nothing != found);
 }
 
+void tst_Host::listsGamesAndToolsWithTheirLauncher()
+{
+    const QJsonObject lists = gamesAndTools({});
+    QStringList found;
+    for (const char *const list : {"gameApps", "toolApps"}) {
+        for (const QJsonValue element : lists.value(QLatin1String(list)).toArray()) {
+            const QJsonObject app = element.toObject();
+            QVERIFY(!app.value(QLatin1String("hasSelected")).toBool());
+            found.append(app.value(QLatin1String("displayName")).toString() + QLatin1Char('|') +
+                         app.value(QLatin1String("launcher")).toString() + QLatin1Char('|') +
+                         app.value(QLatin1String("executable")).toString());
+        }
+    }
+    QCOMPARE(found, (QStringList{QStringLiteral("Overwatch|Battle.net|C:/Battle/Overwatch.exe"),
+                                 QStringLiteral("Fortnite|Epic|C:/Fortnite/FortniteGame/Binaries/Win64/"
+                                                "FortniteClient-Win64-Shipping.exe"),
+                                 QStringLiteral("Siege|Ubisoft|C:/Siege/RainbowSix.exe"),
+                                 QStringLiteral("Slides|POWERPNT.EXE|C:/Office/POWERPNT.EXE")}));
+}
+
+void tst_Host::marksWhatIsSetUpForAModel_data()
+{
+    QTest::addColumn<QString>("model");
+    QTest::addColumn<QStringList>("selected");
+    QTest::newRow("games") << QStringLiteral("KV-27") << QStringList{QStringLiteral("Overwatch")};
+    QTest::newRow("tools") << QStringLiteral("KV-32") << QStringList{QStringLiteral("Slides")};
+    QTest::newRow("other case") << QStringLiteral("kv-27") << QStringList();
+}
+
+void tst_Host::marksWhatIsSetUpForAModel()
+{
+    QFETCH(const QString, model);
+    QFETCH(const QStringList, selected);
+    const QJsonObject lists = gamesAndTools(
+        {QStringLiteral("--model"), model, QStringLiteral("--settings"), path(QStringLiteral("settings.json"))});
+    QStringList marked;
+    for (const char *const list : {"gameApps", "toolApps"}) {
+        for (const QJsonValue element : lists.value(QLatin1String(list)).toArray()) {
+            const QJsonObject app = element.toObject();
+            if (app.value(QLatin1String("hasSelected")).toBool())
+                marked.append(app.value(QLatin1String("displayName")).toString());
+        }
+    }
+    QCOMPARE(marked, selected);
+}
+
+void tst_Host::builtInSettingsNeedNoFile()
+{
+    const QJsonObject lists = gamesAndTools({QStringLiteral("--model"), QStringLiteral("KV-27")});
+    QCOMPARE(names(lists.value(QLatin1String("gameApps"))).size(), 3);
+}
+
+void tst_Host::summaryNamesGamesAndTools()
+{
+    const Result result = run({QStringLiteral("--json"), QStringLiteral("--summary"), QStringLiteral("--machine"),
+                               path(QStringLiteral("games")), QStringLiteral("--model"), QStringLiteral("KV-27"),
+                               QStringLiteral("--settings"), path(QStringLiteral("settings.json"))});
+    QCOMPARE(result.exitCode, 0);
+    const QList<QByteArray> lines = result.errors.split('\n');
+    QCOMPARE(lines.size(), 4);
+    QVERIFY(lines.at(0).contains("gameApps 3, toolApps 1"));
+    QCOMPARE(lines.at(1), QByteArray("games: Overwatch (Battle.net, selected), Fortnite (Epic), Siege (Ubisoft)"));
+    QCOMPARE(lines.at(2), QByteArray("tools: Slides (POWERPNT.EXE)"));
+}
+
 void tst_Host::tellsTheSummary()
 {
     const Result result = runOnMachine({QStringLiteral("--json"), QStringLiteral("--summary")});
     QCOMPARE(result.exitCode, 0);
     static const QRegularExpression line(
-        QStringLiteral("\\AallApps 3, meetingApps 1, shortcuts 0, gameApps \\d+, toolApps \\d+, scan \\d+ ms\n\\z"));
+        QStringLiteral("\\AallApps 3, meetingApps 1, shortcuts 0, gameApps \\d+, toolApps \\d+, scan \\d+ ms\n"
+                       "tools: Slides [(]POWERPNT.EXE[)]\n\\z"));
     QVERIFY2(line.match(QString::fromLatin1(result.errors)).hasMatch(), result.errors.constData());
 }
 

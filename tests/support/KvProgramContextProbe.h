@@ -26,6 +26,7 @@ struct KvProgramContextProbe
     static QMap<QUrl, ProgramInfo *> &targetMap(KvProgramContext &context) { return context.m_targetMap; }
     static QList<KvAppSetting *> &gameApps(KvProgramContext &context) { return context.m_gameApps; }
     static QList<KvAppSetting *> &toolApps(KvProgramContext &context) { return context.m_toolApps; }
+    static QList<ProgramInfo *> &allApps(KvProgramContext &context) { return context.m_allApps; }
     static const QList<QString> &preloadExecutables(const KvProgramContext &context)
     {
         return context.m_preloadExecutables;
@@ -47,6 +48,14 @@ struct KvProgramContextProbe
     static void loadAppsFromUserStartMenu(Scan &scan) { KvProgramContext::loadAppsFromUserStartMenu(scan); }
     static void loadAppsFromPackageManager(Scan &scan) { KvProgramContext::loadAppsFromPackageManager(scan); }
     static void loadAppsFromMetadata(Scan &scan) { KvProgramContext::loadAppsFromMetadata(scan); }
+
+    static void filterToolApps(KvProgramContext &context) { context.filterToolApps(); }
+    static void findGameApps(KvProgramContext &context) { context.findGameApps(); }
+    static void parseGameApps(KvProgramContext &context, const QList<KvGameAppUtil *> &utils)
+    {
+        context.parseGameApps(utils);
+    }
+    static void deleteAppSettings(KvProgramContext &context) { context.deleteAppSettings(); }
 
     static bool isMatched(const ProgramInfo &app, const Rule &rule) { return KvProgramContext::isMatched(&app, rule); }
     static bool isLaunchable(const Scan &scan, const ProgramInfo &app)

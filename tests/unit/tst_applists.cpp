@@ -1,6 +1,7 @@
 #include "../support/FakePlatform.h"
 #include "../support/KvProgramContextProbe.h"
 #include "../support/LogCatcher.h"
+#include "formats/AppList.h"
 #include "KvGameAppInfo.h"
 
 #include <XDispatch.h>
@@ -39,7 +40,7 @@ const QString ToolApps = u"tool_apps.xml"_s;
 QStringList entries(const QByteArray &list)
 {
     QStringList texts;
-    readAppList(list, [&texts](const QXmlStreamAttributes &attributes) {
+    AppList::read(list, [&texts](const QXmlStreamAttributes &attributes) {
         QStringList parts;
         for (const QXmlStreamAttribute &attribute : attributes)
             parts.append(attribute.name().toString() + u'=' + attribute.value().toString());

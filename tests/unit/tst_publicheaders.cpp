@@ -1,8 +1,15 @@
 #include "KvAppSetting.h"
+#include "KvBattleNetAppUtil.h"
+#include "KvBSGAppUtil.h"
+#include "KvEpicAppUtil.h"
 #include "KvGameAppInfo.h"
+#include "KvOriginAppUtil.h"
 #include "KvProgramContext.h"
 #include "KvProgramInitializer.h"
 #include "KvRegistrySpy.h"
+#include "KvRiotAppUtil.h"
+#include "KvUbisoftAppUtil.h"
+#include "KvWeGameAppUtil.h"
 
 #include <QtCore/QFile>
 #include <QtTest/QTest>
@@ -34,6 +41,7 @@ private Q_SLOTS:
     void programContext();
     void programInitializer();
     void registrySpy();
+    void launcherScanners();
     void resourcesComeWithTheLibrary();
     void metaObjectsAreTheLibrarys();
 };
@@ -120,6 +128,33 @@ void tst_PublicHeaders::registrySpy()
     QCOMPARE(KvRegistrySpy::hkey(u"hklm\\X"_s), u"HKEY_LOCAL_MACHINE\\X"_s);
     const KvRegistrySpy spy(this);
     QCOMPARE(spy.prefix(), QString());
+}
+
+void tst_PublicHeaders::launcherScanners()
+{
+    KvBattleNetAppUtil battleNet;
+    KvBSGAppUtil bsg;
+    KvEpicAppUtil epic;
+    KvOriginAppUtil origin;
+    KvRiotAppUtil riot;
+    KvUbisoftAppUtil ubisoft;
+    KvWeGameAppUtil weGame;
+    for (KvGameAppUtil *const scanner :
+         QList<KvGameAppUtil *>{&battleNet, &bsg, &epic, &origin, &riot, &ubisoft, &weGame}) {
+        const QMetaObject *const meta = scanner->metaObject();
+        QVERIFY(!scanner->parent());
+        QCOMPARE(meta->superClass(), &KvGameAppUtil::staticMetaObject);
+        QCOMPARE(meta->methodCount() + meta->propertyCount() + meta->enumeratorCount(),
+                 QObject::staticMetaObject.methodCount() + QObject::staticMetaObject.propertyCount() +
+                     QObject::staticMetaObject.enumeratorCount());
+    }
+    using Riot = KvRiotAppUtil;
+    using Ubisoft = KvUbisoftAppUtil;
+    using WeGame = KvWeGameAppUtil;
+    QCOMPARE(count(&Riot::getExecutablePathByInstallLocation, &Ubisoft::getExecutablePathByConfig,
+                   &Ubisoft::isUbisoftCenterApp, &WeGame::getExecutablePathByInstallLocation,
+                   &WeGame::getRunningWeGameAppTitle, &WeGame::isWeGameAppWindow),
+             6);
 }
 
 void tst_PublicHeaders::resourcesComeWithTheLibrary()

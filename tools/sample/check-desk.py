@@ -12,8 +12,9 @@ import sys
 from collections import Counter
 
 import desk_data
+import launcher_data
 from lnk_writer import LINK_CLSID
-from make_programs import host_path
+from make_programs import game_programs, host_path
 
 PROGRAM_LIMIT = 25 * 1024
 TOTAL_LIMIT = 3 * 1024 * 1024
@@ -125,14 +126,15 @@ def is_program(data):
 
 
 def check_programs(machine):
-    for program in desk_data.PROGRAMS:
+    programs = desk_data.PROGRAMS + game_programs()
+    for program in programs:
         data = host_path(machine, program.path).read_bytes()
         promise(is_program(data), program.path + " is no 64-bit program")
         promise(len(data) <= PROGRAM_LIMIT, "%s has %d bytes" % (program.path, len(data)))
         for _, product, company, _ in program.strings:
             for text in (product, company):
                 promise(text.encode("utf-16-le") in data, "%s lacks the text %s" % (program.path, text))
-    print("programs: %d" % len(desk_data.PROGRAMS))
+    print("programs: %d" % len(programs))
 
 
 def check_packages(machine):
@@ -169,6 +171,43 @@ def check_registry(machine):
         promise("Uninstall" in content and "RegisteredApplications" in content, name + " lacks keys")
 
 
+def check_steam(machine):
+    games = launcher_data.STEAM_GAMES
+    libraries = host_path(machine, launcher_data.STEAM + r"\config\libraryfolders.vdf").read_text(encoding="utf-8")
+    for library in (launcher_data.STEAM, launcher_data.LIBRARY):
+        promise('"path"\t\t"%s"' % library.replace("\\", "\\\\") in libraries, "no Steam library " + library)
+        manifests = {path.name for path in host_path(machine, library + r"\steamapps").glob("*.acf")}
+        promise(
+            manifests == {"appmanifest_%d.acf" % game.number for game in games if game.library == library},
+            "other manifests in %s: %s" % (library, manifests),
+        )
+    cache = host_path(machine, launcher_data.STEAM + r"\appcache\appinfo.vdf").read_bytes()
+    promise(cache.count(b"\0appinfo\0") == len(games), "Steam's cache lacks games")
+    for game in games:
+        promise(b"\1name\0" + game.name.encode("utf-8") + b"\0" in cache, "Steam's cache lacks " + game.name)
+        if game.library:
+            folder = host_path(machine, game.library + r"\steamapps\common" + "\\" + game.folder)
+            promise(any(folder.rglob("*.exe")), "no program in %s" % folder)
+
+
+def check_launchers(machine):
+    check_steam(machine)
+    names = [game.name for game in launcher_data.STEAM_GAMES if game.library]
+    others = [entry[1] for entry in launcher_data.MACHINE_ENTRIES + launcher_data.USER_ENTRIES]
+    promise(len(set(names) & set(others)) >= 2, "too few games that two launchers have")
+    text = (machine / "registry/10-machine.reg").read_bytes()[2:].decode("utf-16-le")
+    text += (machine / "registry/20-kim.reg").read_bytes().decode("utf-8")
+    for entry in launcher_data.MACHINE_ENTRIES + launcher_data.USER_ENTRIES:
+        promise('"DisplayName"="%s"' % entry[1] in text, "no uninstall entry of " + entry[1])
+    promise("GameConfigStore" in text and "MuiCache" in text, "Windows has recorded no programs")
+    lines = host_path(machine, launcher_data.UBISOFT + r"\cache\configuration\configurations").read_bytes()
+    promise(all(lines.removesuffix(b"\r\n").split(b"\r\n")), "a blank line in Ubisoft's configuration")
+    epic = host_path(machine, r"C:\ProgramData\Epic\UnrealEngineLauncher\LauncherInstalled.dat").read_bytes()
+    promise(len(json.loads(epic)["InstallationList"]) == 2, "not two games of Epic's")
+    promise(host_path(machine, launcher_data.APEX + r"\EasyAntiCheat\Launcher\Settings.json").exists(), "no anti-cheat")
+    print("games: Steam %d, others %d" % (len(names), len(others) + len(launcher_data.EPIC_INSTALLATIONS)))
+
+
 def check_files(machine):
     total = 0
     for path in sorted(machine.rglob("*")):
@@ -191,7 +230,7 @@ def check_files(machine):
 def main():
     here = pathlib.Path(__file__).resolve().parent
     machine = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else here.parents[1] / "samples/desk"
-    for check in (check_links, check_programs, check_packages, check_registry, check_files):
+    for check in (check_links, check_programs, check_packages, check_registry, check_launchers, check_files):
         check(machine)
     for fault in faults:
         print("check-desk.py: " + fault, file=sys.stderr)

@@ -79,6 +79,15 @@ PROGRAMS = [
         ("ring", "#d98f3d"),
         description="Google Chrome Proxy",
     ),
+    # The lists know it in small letters only.
+    program(
+        PF + r"\Google\Chrome Beta\Application\CHROME.EXE",
+        "132.0.6834.32",
+        "Google Chrome Beta",
+        "Google LLC",
+        "pair",
+        ("ring", "#8d6e63"),
+    ),
     program(
         PF86 + r"\Microsoft\Edge\Application\msedge.exe",
         "131.0.2903.51",
@@ -644,6 +653,13 @@ WRITTEN_LINKS = [
         "",
         "",
         options={"block": 9, "console": True, "app_id": "{1AC14E77-02E7-4E5D-B744-2EB1AE5198B7}"},
+    ),
+    Link(
+        "id_list",
+        "A",
+        r"Google Chrome Beta.lnk",
+        PF + r"\Google\Chrome Beta\Application\CHROME.EXE",
+        options={"block": 9},
     ),
     Link("id_list", "U", r"Pictures folder.lnk", USER_HOME + r"\Pictures", "", "", options={"block": 9}),
     Link("link_info", "A", r"Accessories\Paint.lnk", SYS + r"\mspaint.exe", "", ""),

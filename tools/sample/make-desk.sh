@@ -37,6 +37,7 @@ mkdir -p "$machine/C" "$machine/D"
 export LC_ALL=C.UTF-8 PYTHONDONTWRITEBYTECODE=1 SOURCE_DATE_EPOCH=1730800000
 python3 "$here/make_programs.py" "$machine" "$work"
 python3 "$here/make_machine.py" "$machine"
+python3 "$here/make_launchers.py" "$machine"
 python3 "$here/make_links.py" prepare "$machine" "$work"
 for script in "$work"/*.nsi; do
     makensis -V2 -INPUTCHARSET UTF8 "$script"

@@ -11,6 +11,7 @@ import sys
 
 import desk_data
 import icons
+import launcher_data
 from desk_data import LOCAL, PF, PF86, SID, USER_HOME
 from make_programs import host_path
 
@@ -475,6 +476,10 @@ def machine_keys():
             ),
         ),
         (base32, {}),
+        *[
+            (base32 + "\\" + key, uninstall(*entry, entry[3] + r"\remove.exe", 1048576))
+            for key, *entry in launcher_data.MACHINE_ENTRIES
+        ],
         (
             base32 + r"\Steam",
             uninstall(
@@ -554,7 +559,15 @@ def user_keys():
         110000,
     )
     discord["QuietUninstallString"] = RAW + expandable(r"%LOCALAPPDATA%\Discord\Update.exe --uninstall -s")
+    store = "HKEY_USERS\\" + SID + r"\System\GameConfigStore\Children"
+    name_cache = root + r"\Classes\Local Settings\Software\Microsoft\Windows\Shell\MuiCache"
     return [
+        *[
+            (current + r"\Uninstall" + "\\" + key, uninstall(*entry, entry[3] + "/remove.exe", 2097152))
+            for key, *entry in launcher_data.USER_ENTRIES
+        ],
+        *[(store + "\\" + child, {"Type": 1, "MatchedExeFullPath": path}) for child, path in launcher_data.GAME_STORE],
+        (name_cache, dict(launcher_data.NAME_CACHE)),
         (current + r"\Uninstall\Discord", discord),
         (
             current + r"\Uninstall\LINE",

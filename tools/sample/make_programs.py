@@ -10,6 +10,7 @@ import sys
 
 import desk_data
 import icons
+import launcher_data
 
 CROSS = "x86_64-w64-mingw32-"
 LINK_OPTIONS = ["-nostdlib", "-s", "-Wl,-e,start", "-Wl,--no-insert-timestamp", "-Wl,--subsystem,windows"]
@@ -69,10 +70,15 @@ def compile_resources(program, work):
     )
 
 
+def game_programs():
+    """One small icon is enough for these: nobody looks closely."""
+    return [desk_data.program(*what, "old", look) for *what, look in launcher_data.PROGRAMS]
+
+
 def build_programs(machine, work):
     (work / "start.c").write_text("int start(void)\n{\n    return 0;\n}\n")
     subprocess.run([CROSS + "gcc", "-Os", "-c", "start.c", "-fno-asynchronous-unwind-tables"], cwd=work, check=True)
-    for program in desk_data.PROGRAMS:
+    for program in desk_data.PROGRAMS + game_programs():
         compile_resources(program, work)
         subprocess.run(
             [CROSS + "gcc", "start.o", "program.res.o", *LINK_OPTIONS, "-o", "program.exe"], cwd=work, check=True

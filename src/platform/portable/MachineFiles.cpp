@@ -4,6 +4,7 @@
 #include "platform/portable/MachineDrives.h"
 #include "platform/WindowsPath.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QDirIterator>
 #include <QtCore/QFileInfo>
 #include <QtCore/QList>
@@ -133,6 +134,46 @@ QString MachineFiles::hostPath(const QString &path) const
 bool MachineFiles::exists(const QString &path) const
 {
     return MachineDrives::isOfMachine(path) ? m_drives->find(path).has_value() : Files::exists(path);
+}
+
+bool MachineFiles::isFolder(const QString &path) const
+{
+    if (!MachineDrives::isOfMachine(path))
+        return Files::isFolder(path);
+    const std::optional<QString> found = m_drives->find(path);
+    return found && QFileInfo(*found).isDir();
+}
+
+QStringList MachineFiles::fileNames(const QString &folder) const
+{
+    if (!MachineDrives::isOfMachine(folder))
+        return Files::fileNames(folder);
+    const std::optional<QString> found = m_drives->find(folder);
+    QStringList names;
+    if (!found)
+        return names;
+    const QDir::SortFlags order = QDir::Name | QDir::IgnoreCase;
+    for (const QFileInfo &info : QDir(*found).entryInfoList(QDir::Files | QDir::Hidden, order)) {
+        if (!info.isSymLink() || m_drives->isInside(info.filePath()))
+            names.append(info.fileName());
+    }
+    return names;
+}
+
+QString MachineFiles::absolutePath(const QString &path) const
+{
+    return MachineDrives::isOfMachine(path) ? WindowsPath::cleanPath(path) : Files::absolutePath(path);
+}
+
+QString MachineFiles::folderOf(const QString &path) const
+{
+    if (!MachineDrives::isOfMachine(path))
+        return Files::folderOf(path);
+    const QString clean = WindowsPath::cleanPath(path);
+    if (path.endsWith(u'/') || path.endsWith(u'\\'))
+        return clean;
+    const qsizetype nameLength = WindowsPath::fileName(clean).size();
+    return WindowsPath::cleanPath(clean.chopped(nameLength));
 }
 
 bool MachineFiles::isExecutable(const QString &path) const
