@@ -4,6 +4,7 @@
 #include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/Packages.h"
+#include "platform/Processes.h"
 #include "platform/Registry.h"
 #include "platform/Session.h"
 #include "platform/ShellLinks.h"
@@ -55,6 +56,11 @@ HandleResult unsupported()
     return {NativeHandle(), CallNotImplemented};
 }
 
+StartResult notStarted()
+{
+    return {false, CallNotImplemented, NativeHandle(), NativeHandle()};
+}
+
 } // namespace
 
 Platform::Platform()
@@ -62,6 +68,7 @@ Platform::Platform()
     , files(std::make_shared<Files>())
     , folders(std::make_shared<Folders>())
     , packages(std::make_shared<Packages>())
+    , processes(std::make_shared<Processes>())
     , registry(std::make_shared<Registry>())
     , session(std::make_shared<Session>())
     , links(std::make_shared<ShellLinks>())
@@ -140,6 +147,48 @@ std::vector<std::unique_ptr<RuntimeUser>> Packages::findAllUsers() const
 std::unique_ptr<PackageManager> Packages::packageManager() const
 {
     return nullptr;
+}
+
+Processes::~Processes() = default;
+
+NativeHandle Processes::createEnvironmentBlock(const NativeHandle &, bool) const
+{
+    return {};
+}
+
+StartResult Processes::createProcess(const ProcessStart &) const
+{
+    return notStarted();
+}
+
+StartResult Processes::createProcessAsUser(const NativeHandle &, const ProcessStart &) const
+{
+    return notStarted();
+}
+
+StartResult Processes::createProcessWithToken(const NativeHandle &, quint32, const ProcessStart &) const
+{
+    return notStarted();
+}
+
+StartResult Processes::shellExecute(const ShellStart &) const
+{
+    return notStarted();
+}
+
+std::optional<quint32> Processes::exitCode(const NativeHandle &) const
+{
+    return std::nullopt;
+}
+
+quint32 Processes::processId(const NativeHandle &) const
+{
+    return 0;
+}
+
+bool Processes::openUrl(const QUrl &) const
+{
+    return false;
 }
 
 Registry::~Registry() = default;
@@ -288,6 +337,11 @@ std::optional<bool> Tokens::isElevated(const NativeHandle &) const
 std::optional<QByteArray> Tokens::userSid(const NativeHandle &) const
 {
     return std::nullopt;
+}
+
+HandleResult Tokens::linkedToken(const NativeHandle &) const
+{
+    return unsupported();
 }
 
 HandleResult Tokens::duplicate(const NativeHandle &, quint32, int, int) const

@@ -4,6 +4,7 @@
 #include "platform/win/WinFiles.h"
 #include "platform/win/WinFolders.h"
 #include "platform/win/WinLinks.h"
+#include "platform/win/WinProcesses.h"
 #include "platform/win/WinRegistry.h"
 #include "platform/win/WinSession.h"
 #include "platform/win/WinTokens.h"
@@ -18,6 +19,7 @@ std::shared_ptr<const Platform> createPlatform()
     platform->files = std::make_shared<WinFiles>();
     platform->folders = std::make_shared<WinFolders>();
     platform->links = std::make_shared<WinLinks>();
+    platform->processes = std::make_shared<WinProcesses>();
     platform->registry = std::make_shared<WinRegistry>();
     platform->session = std::make_shared<WinSession>();
     platform->tokens = std::make_shared<WinTokens>();
