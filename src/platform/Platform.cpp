@@ -4,6 +4,7 @@
 #include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/Packages.h"
+#include "platform/ProcessTable.h"
 #include "platform/Processes.h"
 #include "platform/Registry.h"
 #include "platform/Session.h"
@@ -22,6 +23,7 @@ namespace {
 
 constexpr quint32 NoSession = 0xFFFFFFFF;
 constexpr quint32 CallNotImplemented = 120; // ERROR_CALL_NOT_IMPLEMENTED
+constexpr quint32 WaitFailed = 0xFFFFFFFF;
 constexpr quint16 UnitedStatesEnglish = 0x0409;
 
 class HostLinkWalk final : public LinkWalk
@@ -68,6 +70,7 @@ Platform::Platform()
     , files(std::make_shared<Files>())
     , folders(std::make_shared<Folders>())
     , packages(std::make_shared<Packages>())
+    , processTable(std::make_shared<ProcessTable>())
     , processes(std::make_shared<Processes>())
     , registry(std::make_shared<Registry>())
     , session(std::make_shared<Session>())
@@ -189,6 +192,46 @@ quint32 Processes::processId(const NativeHandle &) const
 bool Processes::openUrl(const QUrl &) const
 {
     return false;
+}
+
+ProcessSnapshot::~ProcessSnapshot() = default;
+ProcessTable::~ProcessTable() = default;
+
+std::unique_ptr<ProcessSnapshot> ProcessTable::snapshot() const
+{
+    return nullptr;
+}
+
+HandleResult ProcessTable::open(quint32, quint32) const
+{
+    return unsupported();
+}
+
+std::optional<QString> ProcessTable::programPath(const NativeHandle &, qsizetype) const
+{
+    return std::nullopt;
+}
+
+std::optional<quint32> ProcessTable::exitCode(const NativeHandle &, quint32 *error) const
+{
+    if (error)
+        *error = CallNotImplemented;
+    return std::nullopt;
+}
+
+quint32 ProcessTable::poll(const NativeHandle &) const
+{
+    return WaitFailed;
+}
+
+HandleResult ProcessTable::callAtEnd(const NativeHandle &, std::function<void()>) const
+{
+    return unsupported();
+}
+
+quint32 ProcessTable::terminate(const NativeHandle &, quint32) const
+{
+    return CallNotImplemented;
 }
 
 Registry::~Registry() = default;

@@ -16,6 +16,7 @@ class Environment;
 class Files;
 class Folders;
 class Packages;
+class ProcessTable;
 class Processes;
 class Registry;
 class Session;
@@ -33,6 +34,7 @@ struct Platform
     std::shared_ptr<Files> files;
     std::shared_ptr<Folders> folders;
     std::shared_ptr<Packages> packages;
+    std::shared_ptr<ProcessTable> processTable;
     std::shared_ptr<Processes> processes;
     std::shared_ptr<Registry> registry;
     std::shared_ptr<Session> session;

@@ -2,6 +2,7 @@
 
 #include "platform/Files.h"
 #include "platform/portable/HostProcesses.h"
+#include "platform/portable/HostProcessTable.h"
 #include "platform/portable/MachineDrives.h"
 #include "platform/portable/MachineEnvironment.h"
 #include "platform/portable/MachineFacts.h"
@@ -29,6 +30,7 @@ void addCommonParts(Platform *platform, const MachineFacts &facts, const QString
     platform->registry = std::make_shared<MachineRegistry>(registryFolder, facts);
     platform->session = std::make_shared<MachineSession>(facts);
     platform->tokens = std::make_shared<MachineTokens>(facts);
+    platform->processTable = createHostProcessTable();
     platform->links = std::make_shared<MachineLinks>(platform->files, platform->environment);
     platform->versions = std::make_shared<MachineVersions>(platform->files, facts.uiLanguage);
 }
