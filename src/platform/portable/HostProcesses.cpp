@@ -4,6 +4,7 @@
 #include "platform/portable/CommandPrograms.h"
 #include "platform/WindowsPath.h"
 
+#include <QtCore/QFileInfo>
 #include <QtCore/QProcess>
 #include <QtGui/QDesktopServices>
 
@@ -29,7 +30,9 @@ CommandProgram chooseProgram(const Files &files, const QString &command)
 {
     const QList<CommandProgram> programs = commandPrograms(command);
     for (const CommandProgram &program : programs) {
-        if (files.isExecutable(WindowsPath::fromNativeSeparators(program.program)))
+        const QFileInfo file(files.hostPath(WindowsPath::fromNativeSeparators(program.program)));
+        // A folder is executable, too.
+        if (file.isFile() && file.isExecutable())
             return program;
     }
     return programs.first();

@@ -7,6 +7,7 @@
 #include "platform/WindowsPath.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QJsonDocument>
 
 #include <atomic>
@@ -168,7 +169,8 @@ QString MachineProcesses::find(const QString &program) const
     for (const QString &folder : folders) {
         for (const QString &name : names) {
             QString path = folder + WindowsPath::fromNativeSeparators(name);
-            if (m_files->isExecutable(path))
+            // A folder of the host is executable, too.
+            if (m_files->isExecutable(path) && QFileInfo(m_files->hostPath(path)).isFile())
                 return path;
         }
     }
