@@ -131,8 +131,7 @@ bool KvProcessSpy::bind(const QString &name)
 
 bool KvProcessSpy::bind(QProcess *process)
 {
-    unbind();
-    if (!process)
+    if (!unbindForNext() || !process)
         return false;
     connect(process, &QProcess::stateChanged, this, &KvProcessSpy::setState);
     connect(process, &QProcess::finished, this, &KvProcessSpy::onExited);
@@ -147,7 +146,8 @@ bool KvProcessSpy::bind(QProcess *process)
 
 bool KvProcessSpy::bind(qint64 processId)
 {
-    unbind();
+    if (!unbindForNext())
+        return false;
     const std::shared_ptr<ProcessTable> table = Platform::current()->processTable;
     HandleResult opened = openProcess(*table, ProcessWatch, processId);
     if (!opened.handle)
@@ -167,19 +167,29 @@ bool KvProcessSpy::bind(qint64 processId)
 bool KvProcessSpy::beginWatch()
 {
     // Only this thread ever changes the table and the handles; others look at them inside the mutex.
-    const std::shared_ptr<Members> members = m_members;
+    const Members *const members = m_members.get();
     quint32 error = 0;
     const std::optional<quint32> code = members->table->exitCode(members->processHandle, &error);
     if (!code) {
         qWarning() << "[FAIL] can't get process exit code, err:" << error;
         return false;
     }
-    // Whoever ends with the very code that stands for running has ended nevertheless.
-    if (*code != ProcessTable::StillActive ||
-        members->table->poll(members->processHandle) != ProcessTable::WaitTimeout) {
+    if (*code != ProcessTable::StillActive) {
         onExited(static_cast<int>(*code), QProcess::NormalExit);
         return true;
     }
+    if (members->table->poll(members->processHandle) != ProcessTable::WaitTimeout) {
+        // It ended with the very code that stands for running, or just now; then its code is another one by now.
+        const quint32 lastCode = members->table->exitCode(members->processHandle, nullptr).value_or(*code);
+        onExited(static_cast<int>(lastCode), QProcess::NormalExit);
+        return true;
+    }
+    return registerWait();
+}
+
+bool KvProcessSpy::registerWait()
+{
+    const std::shared_ptr<Members> members = m_members;
     const quint64 binding = members->binding;
     setState(QProcess::Running);
     // A receiver may have put an end to this.
@@ -192,21 +202,34 @@ bool KvProcessSpy::beginWatch()
 
 void KvProcessSpy::unbind()
 {
-    const std::shared_ptr<Members> members = m_members;
-    if (members->process)
-        QObject::disconnect(members->process, nullptr, this, nullptr);
-    members->waitHandle = NativeHandle();
-    NativeHandle processHandle;
-    {
-        const std::lock_guard<std::mutex> lock(members->mutex);
-        members->process.clear();
-        std::swap(processHandle, members->processHandle);
-        members->processId = 0;
-        members->program.clear();
-        members->exitCode = 0;
-    }
-    processHandle.reset();
+    release();
     setState(QProcess::NotRunning);
+}
+
+bool KvProcessSpy::unbindForNext()
+{
+    const std::shared_ptr<const Members> members = m_members;
+    unbind();
+    // A receiver may have deleted the spy, or bound it by itself.
+    if (!members->spy)
+        return false;
+    release();
+    return true;
+}
+
+void KvProcessSpy::release()
+{
+    Members &members = *m_members;
+    if (members.process)
+        QObject::disconnect(members.process, nullptr, this, nullptr);
+    members.waitHandle = NativeHandle();
+    NativeHandle processHandle;
+    const std::lock_guard<std::mutex> lock(members.mutex);
+    members.process.clear();
+    std::swap(processHandle, members.processHandle);
+    members.processId = 0;
+    members.program.clear();
+    members.exitCode = 0;
 }
 
 bool KvProcessSpy::kill()

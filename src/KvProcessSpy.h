@@ -89,7 +89,10 @@ private:
     /** Called by the system on a thread of its own. */
     static void callBack(Members &members, quint64 binding);
 
+    bool unbindForNext();
+    void release();
     bool beginWatch();
+    bool registerWait();
     void setState(QProcess::ProcessState newState);
     void onExited(int exitCode, QProcess::ExitStatus status);
     void onTerminated(quint64 binding);

@@ -18,6 +18,7 @@ struct FakeTableProcess
     std::optional<QString> path = std::nullopt;
     std::optional<quint32> code = KvPlatform::ProcessTable::StillActive; ///< Nothing if the question for it fails.
     quint32 pollResult = KvPlatform::ProcessTable::WaitTimeout;
+    std::optional<quint32> codeAfterPoll = std::nullopt; ///< If set, the process ends when it is polled.
     quint32 terminateError = 0;
     bool opens = true;
     bool canBeWatched = true;
@@ -87,7 +88,8 @@ public:
     std::optional<quint32> exitCode(const KvPlatform::NativeHandle &process, quint32 *error) const override
     {
         calls.add(QStringLiteral("code %1").arg(idOf(process)));
-        const std::optional<quint32> code = find(idOf(process))->code;
+        const FakeTableProcess *const asked = find(idOf(process));
+        const std::optional<quint32> code = m_isPolled && asked->codeAfterPoll ? asked->codeAfterPoll : asked->code;
         if (!code && error)
             *error = ExitCodeError;
         return code;
@@ -96,6 +98,7 @@ public:
     quint32 poll(const KvPlatform::NativeHandle &process) const override
     {
         calls.add(QStringLiteral("poll %1").arg(idOf(process)));
+        m_isPolled = true;
         return find(idOf(process))->pollResult;
     }
 
@@ -180,4 +183,5 @@ private:
     }
 
     mutable std::atomic<int> m_open{0};
+    mutable std::atomic<bool> m_isPolled{false};
 };

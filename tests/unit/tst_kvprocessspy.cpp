@@ -99,6 +99,7 @@ private Q_SLOTS:
     void unreadableExitCode();
     void endedProcess_data();
     void endedProcess();
+    void endsBetweenTheQuestions();
     void refusedWait();
 
     void endComesOnAnotherThread();
@@ -131,6 +132,7 @@ private Q_SLOTS:
 
     void receiverUnbindsWhileBinding();
     void receiverBindsAnotherWhileBinding();
+    void receiverBindsWhenUnbound();
     void receiverDeletesTheSpy();
 
     void nullProcessUnbinds();
@@ -405,7 +407,7 @@ void tst_KvProcessSpy::endedProcess()
     m_table->at(Id).pollResult = pollResult;
     Watched watched;
     QVERIFY(watched.spy.bind(qint64(Id)));
-    QCOMPARE(m_table->calls.take(), Binding.mid(0, isPolled ? 4 : 3));
+    QCOMPARE(m_table->calls.take(), isPolled ? Binding.mid(0, 4) + QStringList{u"code 40"_s} : Binding.mid(0, 3));
     // Never in the same call.
     QVERIFY(watched.exited.isEmpty());
     QCOMPARE(watched.spy.exitCode(), told);
@@ -413,6 +415,18 @@ void tst_KvProcessSpy::endedProcess()
     QVERIFY(!watched.spy.isRunning());
     turnLoop();
     QCOMPARE(exits(watched.exited), QStringList{QString::number(told) + u" normal"_s});
+    QVERIFY(watched.changes.isEmpty());
+}
+
+void tst_KvProcessSpy::endsBetweenTheQuestions()
+{
+    m_table->at(Id).pollResult = 0;
+    m_table->at(Id).codeAfterPoll = 31;
+    Watched watched;
+    QVERIFY(watched.spy.bind(qint64(Id)));
+    turnLoop();
+    QCOMPARE(exits(watched.exited), QStringList{u"31 normal"_s});
+    QCOMPARE(watched.spy.exitCode(), 31);
     QVERIFY(watched.changes.isEmpty());
 }
 
@@ -808,6 +822,25 @@ void tst_KvProcessSpy::receiverBindsAnotherWhileBinding()
     QCOMPARE(m_table->openHandles(), 2);
 }
 
+void tst_KvProcessSpy::receiverBindsWhenUnbound()
+{
+    m_table->add(48, u"third.exe"_s);
+    Watched watched;
+    QVERIFY(watched.spy.bind(qint64(Id)));
+    bool isFirst = true;
+    connect(&watched.spy, &KvProcessSpy::stateChanged, this, [&](QProcess::ProcessState state) {
+        if (state == QProcess::NotRunning && std::exchange(isFirst, false))
+            QVERIFY(watched.spy.bind(qint64(OtherId)));
+    });
+    QVERIFY(watched.spy.bind(qint64(48)));
+    QCOMPARE(watched.spy.processId(), qint64(48));
+    QVERIFY(watched.spy.isRunning());
+    QCOMPARE(m_table->openHandles(), 2);
+    m_table->end(OtherId, 1, 1);
+    turnLoop();
+    QVERIFY(watched.exited.isEmpty());
+}
+
 void tst_KvProcessSpy::receiverDeletesTheSpy()
 {
     auto *spy = new KvProcessSpy(nullptr);
@@ -816,6 +849,16 @@ void tst_KvProcessSpy::receiverDeletesTheSpy()
             delete spy;
     });
     QVERIFY(!spy->bind(qint64(Id)));
+    QCOMPARE(m_table->openHandles(), 0);
+
+    spy = new KvProcessSpy(nullptr);
+    QVERIFY(spy->bind(qint64(Id)));
+    bool isFirst = true;
+    connect(spy, &KvProcessSpy::stateChanged, this, [spy, &isFirst] {
+        if (std::exchange(isFirst, false))
+            delete spy;
+    });
+    QVERIFY(!spy->bind(qint64(OtherId)));
     QCOMPARE(m_table->openHandles(), 0);
 
     spy = new KvProcessSpy(nullptr);
