@@ -28,12 +28,14 @@ void describe(QCommandLineParser &parser)
         {QStringLiteral("machine"), text("Scan the machine folder <dir> instead of this computer."), text("dir")},
         {QStringLiteral("metadata"), text("Take the rules for programs from <file>."), text("file")},
         {QStringLiteral("json"), text("Print the lists after the first scan as one JSON object and end.")},
+        {QStringLiteral("launch"), text("Start the program called <name> after the first scan and end."), text("name")},
         {QStringLiteral("screenshot"), text("Save the window after the first scan as the PNG <file> and end."),
          text("file")},
         {QStringLiteral("summary"),
          text("Tell the lengths of the lists and the time of the first scan on standard error.")},
-        {QStringLiteral("timeout"), text("With --json or --screenshot, give up after <seconds> without a scan (60)."),
-         text("seconds"), QStringLiteral("60")},
+        {QStringLiteral("timeout"),
+         text("With --json, --launch or --screenshot, give up after <seconds> without a scan (60)."), text("seconds"),
+         QStringLiteral("60")},
         {QStringLiteral("theme"), text("Colours: light or dark; the system's if not given."), text("name")},
         {QStringLiteral("size"), text("Size of the window in pixels, such as 1120x720."), text("size")},
         {QStringLiteral("list"), text("List to show first: all, meetings, games or tools."), text("name"),
@@ -54,6 +56,9 @@ QString readValues(const QCommandLineParser &parser, Options &options)
     options.json = parser.isSet(QStringLiteral("json"));
     options.summary = parser.isSet(QStringLiteral("summary"));
     options.verbose = parser.isSet(QStringLiteral("verbose"));
+    options.launch = parser.value(QStringLiteral("launch"));
+    if (parser.isSet(QStringLiteral("launch")) && options.launch.isEmpty())
+        return text("A program without a name can't be started.");
     options.search = parser.value(QStringLiteral("search"));
     options.theme = parser.value(QStringLiteral("theme"));
     if (parser.isSet(QStringLiteral("theme")) && options.theme != QLatin1String("light") &&
