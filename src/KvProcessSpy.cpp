@@ -11,8 +11,10 @@
 #include <QtCore/QPointer>
 
 #include <condition_variable>
+#include <deque>
 #include <limits>
 #include <mutex>
+#include <utility>
 
 using KvPlatform::HandleResult;
 using KvPlatform::NativeHandle;
@@ -78,6 +80,7 @@ struct KvProcessSpy::Members
     int visitors = 0;            // Callbacks that are inside the spy.
     quint64 binding = 0;         // Tells a callback whether its process is still the one.
     std::shared_ptr<ProcessTable> table;
+    std::deque<std::pair<int, QProcess::ExitStatus>> untoldExits;
 
     QString program;
     qint64 processId = 0;
@@ -297,23 +300,34 @@ void KvProcessSpy::onExited(int exitCode, QProcess::ExitStatus status)
         const std::lock_guard<std::mutex> lock(m_members->mutex);
         isNewState = m_members->setExit(exitCode);
     }
-    tellExit(isNewState, exitCode, status);
+    announceExit(isNewState, exitCode, status);
 }
 
-void KvProcessSpy::tellExit(bool isNewState, int exitCode, QProcess::ExitStatus status)
+void KvProcessSpy::announceExit(bool isNewState, int exitCode, QProcess::ExitStatus status)
 {
     const std::shared_ptr<Members> members = m_members;
     if (isNewState)
         Q_EMIT stateChanged(QProcess::NotRunning);
     {
-        // A receiver may have deleted the spy.
         const std::lock_guard<std::mutex> lock(members->mutex);
+        // A receiver may have deleted the spy.
         if (!members->spy)
             return;
+        members->untoldExits.emplace_back(exitCode, status);
     }
     // What QTimer::singleShot does for no time at all, and also on threads that have no timers.
-    QMetaObject::invokeMethod(
-        this, [this, exitCode, status] { Q_EMIT exited(exitCode, status); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, "tellExit", Qt::QueuedConnection);
+}
+
+void KvProcessSpy::tellExit()
+{
+    std::pair<int, QProcess::ExitStatus> exit;
+    {
+        const std::lock_guard<std::mutex> lock(m_members->mutex);
+        exit = m_members->untoldExits.front();
+        m_members->untoldExits.pop_front();
+    }
+    Q_EMIT exited(exit.first, exit.second);
 }
 
 void KvProcessSpy::callBack(Members &members, quint64 binding)
@@ -352,5 +366,5 @@ void KvProcessSpy::onTerminated(quint64 binding)
     }
     if (isEarly)
         qWarning().noquote() << "[FAIL] process handle release early, app:" << program;
-    tellExit(isNewState, code, QProcess::NormalExit);
+    announceExit(isNewState, code, QProcess::NormalExit);
 }

@@ -83,6 +83,9 @@ Q_SIGNALS:
     /** The process has ended; once for each, on the spy's thread, and never inside a call of bind. */
     void exited(int exitCode, QProcess::ExitStatus status);
 
+private Q_SLOTS:
+    void tellExit();
+
 private:
     struct Members;
 
@@ -96,7 +99,7 @@ private:
     void setState(QProcess::ProcessState newState);
     void onExited(int exitCode, QProcess::ExitStatus status);
     void onTerminated(quint64 binding);
-    void tellExit(bool isNewState, int exitCode, QProcess::ExitStatus status);
+    void announceExit(bool isNewState, int exitCode, QProcess::ExitStatus status);
 
     const std::shared_ptr<Members> m_members; // Shared with the system's callbacks, which may outlive the spy.
 };
