@@ -74,7 +74,10 @@ public:
                                            QWindow::Visibility visibility = QWindow::AutomaticVisibility,
                                            const QString &home = QString(), bool inheritEnvironment = true);
 
-    /** With administrator's rights. A command's program is what stands in quotes, or in front of the first blank. */
+    /**
+     * With administrator's rights. A command's program is what stands in quotes, or in front of the first blank.
+     * Windows itself tells the user, and waits, if there is no such program.
+     */
     static bool startAsAdmin(const QString &program, const QList<QString> &arguments, qint64 *pid = nullptr,
                              QWindow::Visibility visibility = QWindow::AutomaticVisibility,
                              const QString &home = QString());
