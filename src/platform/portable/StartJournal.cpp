@@ -4,6 +4,8 @@
 #include <QtCore/QFile>
 #include <QtCore/QJsonDocument>
 
+#include <mutex>
+
 namespace KvPlatform {
 
 StartJournal::StartJournal(const QString &path)
@@ -12,10 +14,12 @@ StartJournal::StartJournal(const QString &path)
 
 void StartJournal::append(const QJsonObject &start) const
 {
+    // One for all journals: not every host adds to a file in one piece.
+    static std::mutex mutex;
     const QByteArray line = QJsonDocument(start).toJson(QJsonDocument::Compact) + '\n';
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard<std::mutex> lock(mutex);
     QFile file(m_path);
-    // Unbuffered, since the host adds what comes in one call to the end in one piece.
+    // Unbuffered, so that a line is one call.
     const bool isOpen = file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered);
     if (isOpen && file.write(line) == line.size())
         return;

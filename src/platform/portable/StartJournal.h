@@ -3,8 +3,6 @@
 #include <QtCore/QJsonObject>
 #include <QtCore/QString>
 
-#include <mutex>
-
 namespace KvPlatform {
 
 /**
@@ -23,7 +21,6 @@ public:
 
 private:
     const QString m_path;
-    mutable std::mutex m_mutex;
     mutable bool m_hasWarned = false;
 };
 
