@@ -19,7 +19,6 @@ constexpr quint32 UnicodeEnvironment = 0x400;
 constexpr quint32 KeepProcess = 0x40;
 constexpr quint32 NoMessageBox = 0x400;
 constexpr quint32 FileNotFound = 2;
-constexpr quint32 InvalidHandle = 6;
 constexpr quint32 StillActive = 259;
 constexpr quint32 ExitCode = 7;
 constexpr int Impersonation = 2;
@@ -57,7 +56,6 @@ private Q_SLOTS:
     void missingPrograms_data();
     void missingPrograms();
     void otherTokens();
-    void noTokens();
     void environmentBlocks();
     void shell();
     void missingFileOfTheShell();
@@ -125,15 +123,6 @@ void ProcessesSuite::otherTokens()
         return QTest::qSkip("this user may not start programs with other tokens", __FILE__, __LINE__);
     QVERIFY(isGood(platform, platform.processes->createProcessAsUser(token, interpreter())));
     QVERIFY(isGood(platform, platform.processes->createProcessWithToken(token, 0, interpreter())));
-}
-
-void ProcessesSuite::noTokens()
-{
-    const auto computer = Computer::create();
-    const Processes &processes = *computer->platform().processes;
-    const StartResult result = processes.createProcessWithToken(NativeHandle(), 0, interpreter());
-    QVERIFY(!result.succeeded && !result.process && !result.thread);
-    QCOMPARE(result.error, InvalidHandle);
 }
 
 void ProcessesSuite::environmentBlocks()

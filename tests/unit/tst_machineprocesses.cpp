@@ -61,7 +61,7 @@ private Q_SLOTS:
     void writesStartsDown();
     void writesShellStartsDown();
     void tellsTheCallsApart();
-    void wantsATokenWhereWindowsDoes();
+    void wantsAToken();
     void shellKeepsTheProcessOnDemand();
     void processesRunForEver();
     void opensAddresses();
@@ -276,7 +276,7 @@ void TestMachineProcesses::tellsTheCallsApart()
     QCOMPARE(calls, QStringList({u"detached"_s, u"user"_s, u"elevated"_s, u"restricted"_s, u"admin"_s}));
 }
 
-void TestMachineProcesses::wantsATokenWhereWindowsDoes()
+void TestMachineProcesses::wantsAToken()
 {
     MachineBuilder machine;
     machine.addFile(u"C:/x.exe"_s);

@@ -722,7 +722,7 @@ void TestProcess::childThatCannotStart()
 void TestProcess::cleanEnvironment()
 {
     const QStringList dropped{u"QT_KV_TEST=1"_s, u"QML_KV_TEST=1"_s, u"QSG_KV_TEST=1"_s};
-    const QStringList kept{u"KV_QT_TEST=1"_s, u"QTKV_TEST=1"_s, u"qml_kv_test=1"_s, u"QS_KV_TEST=1"_s};
+    const QStringList kept{u"KV_QT_TEST=1"_s, u"QTKV_TEST=1"_s, u"qml_kv_lower=1"_s, u"QS_KV_TEST=1"_s};
     QTemporaryDir folder;
     const QString child = folder.filePath(u"child"_s);
     Process process;
@@ -761,7 +761,7 @@ int main(int argc, char *argv[])
     if (arguments.value(1) == TellOption)
         return tellEnvironment(arguments.value(2));
     for (const char *name :
-         {"QT_KV_TEST", "QML_KV_TEST", "QSG_KV_TEST", "KV_QT_TEST", "QTKV_TEST", "qml_kv_test", "QS_KV_TEST"})
+         {"QT_KV_TEST", "QML_KV_TEST", "QSG_KV_TEST", "KV_QT_TEST", "QTKV_TEST", "qml_kv_lower", "QS_KV_TEST"})
         qputenv(name, "1");
     TestProcess test;
     return QTest::qExec(&test, argc, argv);
