@@ -154,8 +154,12 @@ public:
      */
     bool loadFromProperties(const QMap<QString, QVariant> &properties);
 
-    /** Starts the program for the user at the console; gives whether the start was handed over. Not available yet:
-     * gives false. */
+    /**
+     * Starts the program for the user at the console, with that user's rights, and forgets it: a file with its
+     * arguments in its working directory, and through its link if that fails; an address with its shell, or else as the
+     * system opens addresses. Gives whether the start was handed over; failures are logged. Blocks until the system has
+     * created the process, and while it asks the user for consent. Entries of packages can't be started yet.
+     */
     Q_INVOKABLE bool launch();
 
 Q_SIGNALS:
@@ -174,6 +178,9 @@ Q_SIGNALS:
 private:
     bool loadTarget(const QMap<QString, QVariant> &properties);
     void loadVersionInfo();
+    bool launchManaged();
+    bool launchDesktop();
+    bool launchWeb();
 
     Type m_type = TypeNone;
     QString m_displayName;

@@ -255,8 +255,3 @@ void ProgramInfo::setIconFile(const QString &path, int index)
         url.setQuery(indexQuery(index));
     setIconUrl(url);
 }
-
-bool ProgramInfo::launch()
-{
-    return false;
-}

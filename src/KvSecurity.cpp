@@ -129,8 +129,11 @@ bool enableImpersonation(const Tokens &tokens)
 QList<quint32> processIds(const Tokens &tokens)
 {
     KvPlatform::ProcessIds processes = tokens.processIds(ProcessIdCapacity);
-    if (!processes.succeeded)
-        processes = tokens.processIds(static_cast<qsizetype>(processes.bytesReturned / sizeof(quint32)));
+    if (!processes.succeeded) {
+        const auto reported = static_cast<qsizetype>(processes.bytesReturned / sizeof(quint32));
+        // A failure may well report nothing; the list that is there has its room all the same.
+        processes = tokens.processIds(std::max(ProcessIdCapacity, reported));
+    }
     return processes.succeeded ? processes.ids : QList<quint32>();
 }
 

@@ -11,6 +11,7 @@
 #include <QtQml/QQmlContext>
 #include <QtQuick/QQuickWindow>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -120,6 +121,10 @@ void Host::onFirstScanCompleted()
         end(2);
         return;
     }
+    if (!m_options.launch.isEmpty() && !launchProgram()) {
+        end(1);
+        return;
+    }
     if (m_options.screenshot.isEmpty())
         end(0);
     else
@@ -140,6 +145,20 @@ bool Host::printLists()
         return false;
     const QByteArray text = QJsonDocument(CatalogueJson::lists(*m_catalogue, m_launchers)).toJson();
     return output.write(text) == text.size() && output.flush();
+}
+
+bool Host::launchProgram() const
+{
+    const QList<ProgramInfo *> apps = m_catalogue->allApps();
+    const auto found = std::find_if(apps.cbegin(), apps.cend(),
+                                    [this](const ProgramInfo *app) { return app->displayName() == m_options.launch; });
+    if (found == apps.cend())
+        tell(tr("There is no program \"%1\".").arg(m_options.launch));
+    else if ((*found)->launch())
+        return true;
+    else
+        tell(tr("The program \"%1\" can't be started.").arg(m_options.launch));
+    return false;
 }
 
 void Host::saveNextFrame()

@@ -21,7 +21,7 @@ class KvProgramContext;
 /**
  * One run: the window if one is wanted, the first scan, and what is to be done when that has completed. Lives on the
  * main thread. It ends the event loop itself: with 0 after an unattended run, 1 if the first scan doesn't complete in
- * time or the window can't be shown, 2 if a file can't be written. QML sees it as "host".
+ * time, the window can't be shown or a program can't be started, 2 if a file can't be written. QML sees it as "host".
  */
 class Host : public QObject
 {
@@ -51,6 +51,7 @@ private:
     void onFirstScanCompleted();
     void onTimeout();
     bool printLists();
+    bool launchProgram() const;
     void saveNextFrame();
     void saveScreenshot();
     void end(int exitCode);

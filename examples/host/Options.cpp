@@ -28,12 +28,11 @@ void describe(QCommandLineParser &parser)
         {QStringLiteral("machine"), text("Scan the machine folder <dir> instead of this computer."), text("dir")},
         {QStringLiteral("metadata"), text("Take the rules for programs from <file>."), text("file")},
         {QStringLiteral("json"), text("Print the lists after the first scan as one JSON object and end.")},
+        {QStringLiteral("launch"), text("Start the program called <name> after the first scan and end."), text("name")},
         {QStringLiteral("screenshot"), text("Save the window after the first scan as the PNG <file> and end."),
          text("file")},
         {QStringLiteral("summary"),
          text("Tell the lengths of the lists and the time of the first scan on standard error.")},
-        {QStringLiteral("timeout"), text("With --json or --screenshot, give up after <seconds> without a scan (60)."),
-         text("seconds"), QStringLiteral("60")},
         {QStringLiteral("model"), text("Mark the games and tools that are set up for the monitor model <name>."),
          text("name")},
         {QStringLiteral("settings"),
@@ -41,6 +40,9 @@ void describe(QCommandLineParser &parser)
               "\"list\": \"games\", \"executable\": \"C:/Games/x.exe\" }; list is games or tools. Without it, some "
               "programs of the sample machine are set up for KV-27 and KV-32."),
          text("file")},
+        {QStringLiteral("timeout"),
+         text("With --json, --launch or --screenshot, give up after <seconds> without a scan (60)."), text("seconds"),
+         QStringLiteral("60")},
         {QStringLiteral("theme"), text("Colours: light or dark; the system's if not given."), text("name")},
         {QStringLiteral("size"), text("Size of the window in pixels, such as 1120x720."), text("size")},
         {QStringLiteral("list"), text("List to show first: all, meetings, games or tools."), text("name"),
@@ -61,6 +63,9 @@ QString readValues(const QCommandLineParser &parser, Options &options)
     options.json = parser.isSet(QStringLiteral("json"));
     options.summary = parser.isSet(QStringLiteral("summary"));
     options.verbose = parser.isSet(QStringLiteral("verbose"));
+    options.launch = parser.value(QStringLiteral("launch"));
+    if (parser.isSet(QStringLiteral("launch")) && options.launch.isEmpty())
+        return text("A program without a name can't be started.");
     options.search = parser.value(QStringLiteral("search"));
     options.model = parser.value(QStringLiteral("model"));
     if (parser.isSet(QStringLiteral("model")) && options.model.isEmpty())

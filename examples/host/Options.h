@@ -13,6 +13,7 @@ struct Options
     QString model;      ///< Monitor model whose stored settings are marked in the lists; empty for none.
     QString settings;   ///< File with the stored settings; empty for the built-in one.
     QString theme;      ///< "light", "dark", or empty for the system's.
+    QString launch;     ///< The name of the program that is started after the first scan; empty for none.
     QString search;     ///< What the search field holds at the start.
     int category = 0;   ///< Which list the window shows at the start: all, meetings, games, tools.
     QSize size;         ///< Size of the window in device-independent pixels; invalid for the window's own choice.
@@ -22,7 +23,7 @@ struct Options
     bool verbose = false;
 
     /** Whether the run ends by itself, after the first scan, and needs no display. */
-    bool isUnattended() const { return json || !screenshot.isEmpty(); }
+    bool isUnattended() const { return json || !launch.isEmpty() || !screenshot.isEmpty(); }
 };
 
 /** What became of a command line. */

@@ -4,6 +4,8 @@
 #include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/Packages.h"
+#include "platform/ProcessTable.h"
+#include "platform/Processes.h"
 #include "platform/Registry.h"
 #include "platform/Session.h"
 #include "platform/ShellLinks.h"
@@ -22,6 +24,7 @@ namespace {
 
 constexpr quint32 NoSession = 0xFFFFFFFF;
 constexpr quint32 CallNotImplemented = 120; // ERROR_CALL_NOT_IMPLEMENTED
+constexpr quint32 WaitFailed = 0xFFFFFFFF;
 constexpr quint16 UnitedStatesEnglish = 0x0409;
 
 class HostLinkWalk final : public LinkWalk
@@ -56,6 +59,11 @@ HandleResult unsupported()
     return {NativeHandle(), CallNotImplemented};
 }
 
+StartResult notStarted()
+{
+    return {false, CallNotImplemented, NativeHandle(), NativeHandle()};
+}
+
 } // namespace
 
 Platform::Platform()
@@ -63,6 +71,8 @@ Platform::Platform()
     , files(std::make_shared<Files>())
     , folders(std::make_shared<Folders>())
     , packages(std::make_shared<Packages>())
+    , processTable(std::make_shared<ProcessTable>())
+    , processes(std::make_shared<Processes>())
     , registry(std::make_shared<Registry>())
     , session(std::make_shared<Session>())
     , links(std::make_shared<ShellLinks>())
@@ -162,6 +172,88 @@ std::vector<std::unique_ptr<RuntimeUser>> Packages::findAllUsers() const
 std::unique_ptr<PackageManager> Packages::packageManager() const
 {
     return nullptr;
+}
+
+Processes::~Processes() = default;
+
+NativeHandle Processes::createEnvironmentBlock(const NativeHandle &, bool) const
+{
+    return {};
+}
+
+StartResult Processes::createProcess(const ProcessStart &) const
+{
+    return notStarted();
+}
+
+StartResult Processes::createProcessAsUser(const NativeHandle &, const ProcessStart &) const
+{
+    return notStarted();
+}
+
+StartResult Processes::createProcessWithToken(const NativeHandle &, quint32, const ProcessStart &) const
+{
+    return notStarted();
+}
+
+StartResult Processes::shellExecute(const ShellStart &) const
+{
+    return notStarted();
+}
+
+std::optional<quint32> Processes::exitCode(const NativeHandle &) const
+{
+    return std::nullopt;
+}
+
+quint32 Processes::processId(const NativeHandle &) const
+{
+    return 0;
+}
+
+bool Processes::openUrl(const QUrl &) const
+{
+    return false;
+}
+
+ProcessSnapshot::~ProcessSnapshot() = default;
+ProcessTable::~ProcessTable() = default;
+
+std::unique_ptr<ProcessSnapshot> ProcessTable::snapshot() const
+{
+    return nullptr;
+}
+
+HandleResult ProcessTable::open(quint32, quint32) const
+{
+    return unsupported();
+}
+
+std::optional<QString> ProcessTable::programPath(const NativeHandle &, qsizetype) const
+{
+    return std::nullopt;
+}
+
+std::optional<quint32> ProcessTable::exitCode(const NativeHandle &, quint32 *error) const
+{
+    if (error)
+        *error = CallNotImplemented;
+    return std::nullopt;
+}
+
+quint32 ProcessTable::poll(const NativeHandle &) const
+{
+    return WaitFailed;
+}
+
+HandleResult ProcessTable::callAtEnd(const NativeHandle &, std::function<void()>) const
+{
+    return unsupported();
+}
+
+quint32 ProcessTable::terminate(const NativeHandle &, quint32) const
+{
+    return CallNotImplemented;
 }
 
 Registry::~Registry() = default;
@@ -310,6 +402,11 @@ std::optional<bool> Tokens::isElevated(const NativeHandle &) const
 std::optional<QByteArray> Tokens::userSid(const NativeHandle &) const
 {
     return std::nullopt;
+}
+
+HandleResult Tokens::linkedToken(const NativeHandle &) const
+{
+    return unsupported();
 }
 
 HandleResult Tokens::duplicate(const NativeHandle &, quint32, int, int) const

@@ -16,6 +16,8 @@ class Environment;
 class Files;
 class Folders;
 class Packages;
+class ProcessTable;
+class Processes;
 class Registry;
 class Session;
 class ShellLinks;
@@ -32,6 +34,8 @@ struct Platform
     std::shared_ptr<Files> files;
     std::shared_ptr<Folders> folders;
     std::shared_ptr<Packages> packages;
+    std::shared_ptr<ProcessTable> processTable;
+    std::shared_ptr<Processes> processes;
     std::shared_ptr<Registry> registry;
     std::shared_ptr<Session> session;
     std::shared_ptr<ShellLinks> links;

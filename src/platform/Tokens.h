@@ -63,6 +63,10 @@ public:
     /** The binary SID of a token's user. Source: GetTokenInformation, TokenUser. */
     virtual std::optional<QByteArray> userSid(const NativeHandle &token) const;
 
+    /** The other token of the same signed-in user: the elevated one of a limited one, and the other way round; empty if
+     *  the user has only one. Source: GetTokenInformation, TokenLinkedToken. */
+    virtual HandleResult linkedToken(const NativeHandle &token) const;
+
     /** A copy of a token, with null attributes. Source: DuplicateTokenEx. */
     virtual HandleResult duplicate(const NativeHandle &token, quint32 access, int impersonationLevel, int type) const;
 };

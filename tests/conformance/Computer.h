@@ -21,7 +21,11 @@ struct Abilities
     bool sessionsAreToldApart = true; ///< A session that doesn't exist has no user.
     bool tokensNeedRights = true;     ///< A session's token is refused to those who aren't the system.
     bool accountsIgnoreCase = true;   ///< Account names are compared without regard to letter case.
+    bool tokensStartPrograms = true;  ///< This user may start programs with copies of its own token.
     bool usersNeedHives = true;       ///< Nothing can be written for a user who has no hive.
+    bool seesProcesses = true;        ///< The processes that run can be seen at all.
+    bool wideExitCodes = true;        ///< Exit codes have 32 bits, and who ends a process chooses its code.
+    bool endIsFinal = true;           ///< A process that has ended can't be ended.
 };
 
 /**

@@ -1,11 +1,21 @@
 #include "../support/MachineBuilder.h"
 #include "Computer.h"
 #include "platform/Platform.h"
+#include "platform/portable/HostProcessTable.h"
 #include "platform/portable/MachinePlatform.h"
 
 namespace {
 
 using namespace Qt::StringLiterals;
+
+/** Everything, but the processes are the host system's. */
+Abilities abilitiesOfThisSystem()
+{
+    Abilities abilities;
+    abilities.seesProcesses = KvPlatform::createHostProcessTable()->snapshot() != nullptr;
+    abilities.wideExitCodes = false;
+    return abilities;
+}
 
 /** A machine folder with a console user and the usual folders. */
 class PortableComputer final : public Computer
@@ -15,6 +25,7 @@ public:
     {
         m_machine.addConsoleUser();
         m_machine.addFolder(folder());
+        m_machine.addFile(u"C:/Windows/System32/cmd.exe"_s);
         const std::pair<QString, QString> folders[] = {{u"CommonPrograms"_s, u"C:/ProgramData/Programs"_s},
                                                        {u"Programs"_s, u"C:/Users/kim/Programs"_s},
                                                        {u"ProgramFiles"_s, u"C:/Program Files"_s},
@@ -27,8 +38,8 @@ public:
 
     const Abilities &abilities() const override
     {
-        static const Abilities all;
-        return all;
+        static const Abilities abilities = abilitiesOfThisSystem();
+        return abilities;
     }
 
     void setVariable(const QString &name, const QString &value) override { m_machine.setEnvironment(name, value); }

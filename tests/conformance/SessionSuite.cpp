@@ -20,6 +20,7 @@ constexpr quint32 PrivilegeEnabled = 2;
 constexpr quint32 AccessDenied = 5;
 constexpr quint32 InvalidHandle = 6;
 constexpr quint32 InvalidParameter = 87;
+constexpr quint32 NoSuchLogonSession = 1312;
 constexpr quint32 NoSuchPrivilege = 1313;
 constexpr quint32 PrivilegeNotHeld = 1314;
 constexpr int Impersonation = 2;
@@ -44,6 +45,7 @@ private Q_SLOTS:
     void unknownProcess();
     void emptyHandles();
     void duplicates();
+    void linkedToken();
     void rightsOfHandles();
 };
 
@@ -188,6 +190,7 @@ void SessionSuite::emptyHandles()
     QVERIFY(!tokens.userSid(none));
     QCOMPARE(tokens.adjustPrivilege(none, 29, PrivilegeEnabled), InvalidHandle);
     QCOMPARE(tokens.openProcessToken(none, TokenQuery).error, InvalidHandle);
+    QCOMPARE(tokens.linkedToken(none).error, InvalidHandle);
     QCOMPARE(tokens.duplicate(none, TokenQuery, Impersonation, PrimaryToken).error, InvalidHandle);
 }
 
@@ -204,6 +207,21 @@ void SessionSuite::duplicates()
     QCOMPARE(tokens.isElevated(copy.handle), tokens.isElevated(token.handle));
 }
 
+void SessionSuite::linkedToken()
+{
+    const auto computer = Computer::create();
+    const Tokens &tokens = *computer->platform().tokens;
+    const HandleResult own = tokens.openOwnToken(TokenQuery);
+    const HandleResult linked = tokens.linkedToken(own.handle);
+    if (!linked.handle) {
+        QCOMPARE(linked.error, NoSuchLogonSession);
+        return QTest::qSkip("this user has only one token", __FILE__, __LINE__);
+    }
+    QCOMPARE(linked.error, 0U);
+    QCOMPARE(tokens.userSid(linked.handle), tokens.userSid(own.handle));
+    QCOMPARE(tokens.isElevated(linked.handle), std::optional<bool>(!tokens.isElevated(own.handle).value_or(false)));
+}
+
 void SessionSuite::rightsOfHandles()
 {
     const auto computer = Computer::create();
@@ -213,6 +231,7 @@ void SessionSuite::rightsOfHandles()
     QVERIFY(query.handle && duplicate.handle);
     QVERIFY(!tokens.userSid(duplicate.handle));
     QVERIFY(!tokens.isElevated(duplicate.handle));
+    QCOMPARE(tokens.linkedToken(duplicate.handle).error, AccessDenied);
     QCOMPARE(tokens.duplicate(query.handle, TokenQuery, Impersonation, PrimaryToken).error, AccessDenied);
     QCOMPARE(tokens.adjustPrivilege(query.handle, 29, PrivilegeEnabled), AccessDenied);
 }

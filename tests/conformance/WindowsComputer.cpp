@@ -26,7 +26,10 @@ Abilities abilitiesOfThisSystem()
     abilities.sessionsAreToldApart = !isWine;
     abilities.tokensNeedRights = !isWine;
     abilities.accountsIgnoreCase = !isWine;
+    // Windows keeps this for its services.
+    abilities.tokensStartPrograms = isWine;
     abilities.usersNeedHives = !isWine;
+    abilities.endIsFinal = !isWine;
     return abilities;
 }
 

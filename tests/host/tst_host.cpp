@@ -36,6 +36,8 @@ private Q_SLOTS:
     void builtInSettingsNeedNoFile();
     void tellsTheSummary();
     void summaryNamesGamesAndTools();
+    void launchesAProgram_data();
+    void launchesAProgram();
 
 private:
     struct Result
@@ -268,6 +270,7 @@ void tst_Host::refusesBadOptions_data()
     row("settings are broken", settings("broken/machine.json"), "not JSON");
     row("settings are an object", settings("desk/machine.json"), "array");
     row("settings of another kind", settings("rules.json"), "no setting");
+    row("empty launch", {option("launch"), QString()}, "started");
     row("theme", {option("theme"), QStringLiteral("pink")}, "pink");
     row("list", {option("list"), QStringLiteral("music")}, "music");
     row("size without x", {option("size"), QStringLiteral("800")}, "800");
@@ -492,6 +495,49 @@ void tst_Host::tellsTheSummary()
         QStringLiteral("\\AallApps 3, meetingApps 1, shortcuts 0, gameApps \\d+, toolApps \\d+, scan \\d+ ms\n"
                        "tools: Slides [(]POWERPNT.EXE[)]\n\\z"));
     QVERIFY2(line.match(QString::fromLatin1(result.errors)).hasMatch(), result.errors.constData());
+}
+
+void tst_Host::launchesAProgram_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("error");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("call");
+    QTest::addColumn<QString>("lastError");
+    const QString slides = QStringLiteral("Slides");
+    const QString detached = QStringLiteral("detached \"C:\\Office\\POWERPNT.EXE\"");
+    QTest::newRow("program") << slides << 0 << 0 << detached << QString();
+    QTest::newRow("address") << QStringLiteral("Meet") << 0 << 0 << QStringLiteral("url ") << QString();
+    QTest::newRow("refused") << slides << 5 << 1 << detached
+                             << QStringLiteral("The program \"Slides\" can't be started.");
+    QTest::newRow("other letter case") << QStringLiteral("slides") << 0 << 1 << QString()
+                                       << QStringLiteral("There is no program \"slides\".");
+}
+
+void tst_Host::launchesAProgram()
+{
+    QFETCH(const QString, name);
+    QFETCH(const int, error);
+    QFETCH(const int, exitCode);
+    QFETCH(const QString, call);
+    QFETCH(const QString, lastError);
+    const QString journal = path(QStringLiteral("desk/starts.jsonl"));
+    QFile::remove(journal);
+    write(QStringLiteral("desk/C/Office/POWERPNT.EXE.start.json"), "{ \"error\": " + QByteArray::number(error) + " }");
+    const Result result = runOnMachine({QStringLiteral("--launch"), name});
+    QCOMPARE(result.exitCode, exitCode);
+    QCOMPARE(result.output, QByteArray());
+    QCOMPARE(QString::fromUtf8(result.errors.trimmed().split('\n').last()), lastError);
+    QFile file(journal);
+    QCOMPARE(file.open(QIODevice::ReadOnly), !call.isEmpty());
+    if (call.isEmpty())
+        return;
+    const QByteArray text = file.readAll();
+    QCOMPARE(text.count('\n'), 1);
+    const QJsonObject start = QJsonDocument::fromJson(text).object();
+    QCOMPARE(start.value(QLatin1String("call")).toString() + QLatin1Char(' ') +
+                 start.value(QLatin1String("command")).toString(),
+             call);
 }
 
 QTEST_GUILESS_MAIN(tst_Host)

@@ -28,6 +28,8 @@ public:
     static constexpr quint64 PrivilegeId = 29;
 
     QList<FakeProcess> processes;
+    quint32 sessionTokenError = 1314;
+    quint32 linkedTokenError = 1312;
     quint32 ownTokenError = 0;
     quint32 lookupError = 0;
     quint32 adjustError = 0;
@@ -39,10 +41,22 @@ public:
     int openHandles() const { return m_open; }
     int openedHandles() const { return m_opened; }
 
-    /** What a handle was opened for. */
+    /** What a handle was opened for; "nothing" for an empty one. */
     static QString nameOf(const KvPlatform::NativeHandle &handle)
     {
-        return static_cast<const Object *>(handle.native())->name;
+        return handle ? static_cast<const Object *>(handle.native())->name : QStringLiteral("nothing");
+    }
+
+    KvPlatform::HandleResult sessionUserToken(quint32 session) const override
+    {
+        calls.add(QStringLiteral("token of session %1").arg(session));
+        return sessionTokenError == 0 ? open(QStringLiteral("user token"), nullptr) : failed(sessionTokenError);
+    }
+
+    KvPlatform::HandleResult linkedToken(const KvPlatform::NativeHandle &token) const override
+    {
+        calls.add(QLatin1String("link of ") + nameOf(token));
+        return linkedTokenError == 0 ? open(QStringLiteral("linked token"), nullptr) : failed(linkedTokenError);
     }
 
     KvPlatform::HandleResult openOwnToken(quint32 access) const override

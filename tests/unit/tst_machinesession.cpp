@@ -24,6 +24,7 @@ private Q_SLOTS:
     void sessionToken_data();
     void sessionToken();
     void ownToken();
+    void linkedToken();
     void privileges();
     void processes_data();
     void processes();
@@ -117,6 +118,24 @@ void TestMachineSession::ownToken()
     QCOMPARE(own.error, 0U);
     QCOMPARE(tokens.isElevated(own.handle), std::optional<bool>(true));
     QCOMPARE(tokens.userSid(own.handle).value_or(QByteArray()), QByteArray("ada's"));
+}
+
+void TestMachineSession::linkedToken()
+{
+    MachineFacts facts = twoUsers();
+    facts.tokens.session = true;
+    const MachineTokens tokens(facts);
+    const HandleResult user = tokens.sessionUserToken(1);
+    const HandleResult linked = tokens.linkedToken(user.handle);
+    QCOMPARE(linked.error, 0U);
+    QCOMPARE(tokens.isElevated(linked.handle), std::optional<bool>(true));
+    QCOMPARE(tokens.userSid(linked.handle).value_or(QByteArray()), QByteArray("kim's"));
+    const HandleResult back = tokens.linkedToken(linked.handle);
+    QCOMPARE(tokens.isElevated(back.handle), std::optional<bool>(false));
+
+    facts.tokens.linked = false;
+    QCOMPARE(MachineTokens(facts).linkedToken(user.handle).error, 1312U);
+    QVERIFY(!MachineTokens(facts).linkedToken(user.handle).handle);
 }
 
 void TestMachineSession::privileges()

@@ -1,6 +1,8 @@
 #include "platform/portable/MachinePlatform.h"
 
 #include "platform/Files.h"
+#include "platform/portable/HostProcesses.h"
+#include "platform/portable/HostProcessTable.h"
 #include "platform/portable/MachineDrives.h"
 #include "platform/portable/MachineEnvironment.h"
 #include "platform/portable/MachineFacts.h"
@@ -8,9 +10,11 @@
 #include "platform/portable/MachineFolders.h"
 #include "platform/portable/MachineLinks.h"
 #include "platform/portable/MachinePackages.h"
+#include "platform/portable/MachineProcesses.h"
 #include "platform/portable/MachineRegistry.h"
 #include "platform/portable/MachineSession.h"
 #include "platform/portable/MachineVersions.h"
+#include "platform/portable/StartJournal.h"
 
 #include <XEnvironment.h>
 
@@ -26,6 +30,7 @@ void addCommonParts(Platform *platform, const MachineFacts &facts, const QString
     platform->registry = std::make_shared<MachineRegistry>(registryFolder, facts);
     platform->session = std::make_shared<MachineSession>(facts);
     platform->tokens = std::make_shared<MachineTokens>(facts);
+    platform->processTable = createHostProcessTable();
     platform->links = std::make_shared<MachineLinks>(platform->files, platform->environment);
     platform->versions = std::make_shared<MachineVersions>(platform->files, facts.uiLanguage);
 }
@@ -42,6 +47,8 @@ std::shared_ptr<const Platform> createMachinePlatform(const QString &folder)
     platform->folders = std::make_shared<MachineFolders>(facts->folders);
     platform->packages = std::make_shared<MachinePackages>(facts);
     addCommonParts(platform.get(), *facts, path + QStringLiteral("/registry"));
+    const auto journal = std::make_shared<const StartJournal>(path + QStringLiteral("/starts.jsonl"));
+    platform->processes = std::make_shared<MachineProcesses>(platform->files, platform->tokens, journal);
     if (!facts->metadata.isEmpty())
         XEnvironment::setDefault(QStringLiteral("app.metadata"), facts->metadata);
     return platform;
@@ -52,6 +59,7 @@ std::shared_ptr<const Platform> createHostPlatform()
     const auto platform = std::make_shared<Platform>();
     platform->environment = std::make_shared<MachineEnvironment>();
     addCommonParts(platform.get(), MachineFacts::host(), QString());
+    platform->processes = std::make_shared<HostProcesses>(platform->files);
     return platform;
 }
 

@@ -14,7 +14,7 @@ std::shared_ptr<const Platform> createMachinePlatform(const QString &folder);
 
 /**
  * The host system with nothing of Windows on it: plain files, an empty registry in memory, the host's own user without
- * elevation, this process's environment, no folders and no packages. Never null.
+ * elevation, this process's environment, detached starts of its programs, no folders and no packages. Never null.
  */
 std::shared_ptr<const Platform> createHostPlatform();
 

@@ -13,6 +13,7 @@ constexpr quint32 AccessDenied = 5;
 constexpr quint32 InvalidHandle = 6;
 constexpr quint32 InvalidParameter = 87;
 constexpr quint32 NoToken = 1008;
+constexpr quint32 NoSuchLogonSession = 1312;
 constexpr quint32 NoSuchPrivilege = 1313;
 constexpr quint32 PrivilegeNotHeld = 1314;
 constexpr quint32 TokenDuplicate = 0x2;
@@ -181,6 +182,18 @@ std::optional<QByteArray> MachineTokens::userSid(const NativeHandle &token) cons
 {
     const Object *const object = tokenWith(token, TokenQuery);
     return object && !object->sid.isEmpty() ? std::optional<QByteArray>(object->sid) : std::nullopt;
+}
+
+HandleResult MachineTokens::linkedToken(const NativeHandle &token) const
+{
+    if (!objectOf(token, Object::Token))
+        return {NativeHandle(), InvalidHandle};
+    const Object *const object = tokenWith(token, TokenQuery);
+    if (!object)
+        return {NativeHandle(), AccessDenied};
+    if (!m_facts.linked)
+        return {NativeHandle(), NoSuchLogonSession};
+    return {makeHandle({Object::Token, TokenAllAccess, !object->elevated, object->sid}), 0};
 }
 
 HandleResult MachineTokens::duplicate(const NativeHandle &token, quint32 access, int impersonationLevel, int type) const

@@ -46,6 +46,7 @@ public:
     HandleResult openProcessToken(const NativeHandle &process, quint32 access) const override;
     std::optional<bool> isElevated(const NativeHandle &token) const override;
     std::optional<QByteArray> userSid(const NativeHandle &token) const override;
+    HandleResult linkedToken(const NativeHandle &token) const override;
     HandleResult duplicate(const NativeHandle &token, quint32 access, int impersonationLevel, int type) const override;
 
 private:

@@ -4,6 +4,8 @@
 #include "platform/win/WinFiles.h"
 #include "platform/win/WinFolders.h"
 #include "platform/win/WinLinks.h"
+#include "platform/win/WinProcesses.h"
+#include "platform/win/WinProcessTable.h"
 #include "platform/win/WinRegistry.h"
 #include "platform/win/WinSession.h"
 #include "platform/win/WinTokens.h"
@@ -18,6 +20,8 @@ std::shared_ptr<const Platform> createPlatform()
     platform->files = std::make_shared<WinFiles>();
     platform->folders = std::make_shared<WinFolders>();
     platform->links = std::make_shared<WinLinks>();
+    platform->processes = std::make_shared<WinProcesses>();
+    platform->processTable = std::make_shared<WinProcessTable>();
     platform->registry = std::make_shared<WinRegistry>();
     platform->session = std::make_shared<WinSession>();
     platform->tokens = std::make_shared<WinTokens>();

@@ -111,6 +111,14 @@ std::optional<QByteArray> WinTokens::userSid(const NativeHandle &token) const
     return sid.isEmpty() ? std::nullopt : std::optional<QByteArray>(sid);
 }
 
+HandleResult WinTokens::linkedToken(const NativeHandle &token) const
+{
+    TOKEN_LINKED_TOKEN linked = {};
+    DWORD size = 0;
+    const bool succeeded = GetTokenInformation(token.native(), TokenLinkedToken, &linked, sizeof linked, &size);
+    return resultOf(succeeded, UniqueHandle(linked.LinkedToken));
+}
+
 HandleResult WinTokens::duplicate(const NativeHandle &token, quint32 access, int impersonationLevel, int type) const
 {
     UniqueHandle copy;

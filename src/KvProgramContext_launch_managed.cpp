@@ -1,0 +1,6 @@
+#include "KvProgramContext_p.h"
+
+bool ProgramInfo::launchManaged()
+{
+    return false;
+}

@@ -1,0 +1,6 @@
+#include "Process.h"
+
+void Process::keepHandles()
+{
+    setCreateProcessArgumentsModifier([](CreateProcessArguments *arguments) { arguments->inheritHandles = false; });
+}
