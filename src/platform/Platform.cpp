@@ -3,6 +3,7 @@
 #include "platform/Environment.h"
 #include "platform/Files.h"
 #include "platform/Folders.h"
+#include "platform/Icons.h"
 #include "platform/Packages.h"
 #include "platform/Registry.h"
 #include "platform/Session.h"
@@ -61,6 +62,7 @@ Platform::Platform()
     : environment(std::make_shared<Environment>())
     , files(std::make_shared<Files>())
     , folders(std::make_shared<Folders>())
+    , icons(std::make_shared<Icons>())
     , packages(std::make_shared<Packages>())
     , registry(std::make_shared<Registry>())
     , session(std::make_shared<Session>())
@@ -120,6 +122,26 @@ std::unique_ptr<LinkWalk> Files::walkLinks(const QString &folder) const
 Folders::~Folders() = default;
 
 std::optional<QString> Folders::path(Folder, const NativeHandle &) const
+{
+    return std::nullopt;
+}
+
+Icons::~Icons() = default;
+
+void Icons::prepare() const
+{}
+
+std::optional<QImage> Icons::largestIcon(const QString &) const
+{
+    return std::nullopt;
+}
+
+std::optional<QImage> Icons::extractIcon(const QString &, int) const
+{
+    return std::nullopt;
+}
+
+std::optional<QImage> Icons::associatedIcon(const QString &, quint16) const
 {
     return std::nullopt;
 }

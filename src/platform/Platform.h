@@ -15,6 +15,7 @@ namespace KvPlatform {
 class Environment;
 class Files;
 class Folders;
+class Icons;
 class Packages;
 class Registry;
 class Session;
@@ -31,6 +32,7 @@ struct Platform
     std::shared_ptr<Environment> environment;
     std::shared_ptr<Files> files;
     std::shared_ptr<Folders> folders;
+    std::shared_ptr<Icons> icons;
     std::shared_ptr<Packages> packages;
     std::shared_ptr<Registry> registry;
     std::shared_ptr<Session> session;
