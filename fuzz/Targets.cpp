@@ -1,9 +1,13 @@
 #include "Targets.h"
 
+#include "formats/IconFile.h"
 #include "formats/PeFile.h"
+#include "formats/PeIcons.h"
 #include "formats/RegistryText.h"
 #include "formats/ShellLinkFile.h"
 #include "formats/VersionInfo.h"
+
+#include <QtCore/QLoggingCategory>
 
 #include <cstdlib>
 
@@ -20,7 +24,29 @@ void requireInside(QByteArrayView part, QByteArrayView whole)
     require(part.isEmpty() || (part.begin() >= whole.begin() && part.end() <= whole.end()));
 }
 
+/** Decodes some images; thousands of them are not new to the decoder, only slow. */
+void requireSound(const QList<IconImage> &images)
+{
+    static const bool isQuiet = (QLoggingCategory::setFilterRules(QStringLiteral("qt.gui.imageio*=false")), true);
+    require(isQuiet && images.size() <= 0xFFFF);
+    for (const IconImage &image : images.first(qMin<qsizetype>(images.size(), 8))) {
+        const QSize size = image.size();
+        require(size.width() > 0 && size.width() <= IconImage::MaxSide);
+        require(size.height() > 0 && size.height() <= IconImage::MaxSide);
+        const QImage decoded = image.decode();
+        require(decoded.isNull() || (decoded.size() == size && decoded.format() == QImage::Format_ARGB32));
+    }
+}
+
 } // namespace
+
+void FuzzTargets::iconFile(QByteArrayView bytes)
+{
+    const auto images = IconFile::parse(bytes);
+    require(images.has_value() == IconFile::isIconFile(bytes));
+    if (images)
+        requireSound(*images);
+}
 
 void FuzzTargets::peFile(QByteArrayView bytes)
 {
@@ -31,6 +57,17 @@ void FuzzTargets::peFile(QByteArrayView bytes)
         for (const PeFile::Resource &resource : file->resources(type))
             requireInside(resource.data, bytes);
     }
+}
+
+void FuzzTargets::peIcons(QByteArrayView bytes)
+{
+    const auto icons = PeIcons::parse(bytes, 0x0409);
+    if (!icons)
+        return;
+    require(!icons->at(-1) && !icons->at(0x10000) && !icons->withNumber(0));
+    for (int index = 0; index < 3; ++index)
+        requireSound(icons->at(index).value_or(QList<IconImage>()));
+    requireSound(icons->withNumber(1).value_or(QList<IconImage>()));
 }
 
 void FuzzTargets::registryText(QByteArrayView bytes)
