@@ -7,8 +7,6 @@
 #include "formats/ShellLinkFile.h"
 #include "formats/VersionInfo.h"
 
-#include <QtCore/QLoggingCategory>
-
 #include <cstdlib>
 
 namespace {
@@ -27,8 +25,7 @@ void requireInside(QByteArrayView part, QByteArrayView whole)
 /** Decodes some images; thousands of them are not new to the decoder, only slow. */
 void requireSound(const QList<IconImage> &images)
 {
-    static const bool isQuiet = (QLoggingCategory::setFilterRules(QStringLiteral("qt.gui.imageio*=false")), true);
-    require(isQuiet && images.size() <= 0xFFFF);
+    require(images.size() <= 0xFFFF);
     for (const IconImage &image : images.first(qMin<qsizetype>(images.size(), 8))) {
         const QSize size = image.size();
         require(size.width() > 0 && size.width() <= IconImage::MaxSide);
