@@ -3,6 +3,7 @@
 #include "platform/win/WinEnvironment.h"
 #include "platform/win/WinFiles.h"
 #include "platform/win/WinFolders.h"
+#include "platform/win/WinIcons.h"
 #include "platform/win/WinLinks.h"
 #include "platform/win/WinRegistry.h"
 #include "platform/win/WinSession.h"
@@ -17,6 +18,7 @@ std::shared_ptr<const Platform> createPlatform()
     platform->environment = std::make_shared<WinEnvironment>();
     platform->files = std::make_shared<WinFiles>();
     platform->folders = std::make_shared<WinFolders>();
+    platform->icons = std::make_shared<WinIcons>();
     platform->links = std::make_shared<WinLinks>();
     platform->registry = std::make_shared<WinRegistry>();
     platform->session = std::make_shared<WinSession>();
