@@ -1,13 +1,17 @@
 #include "Targets.h"
 
 #include "formats/IconFile.h"
+#include "formats/IconId.h"
 #include "formats/PeFile.h"
 #include "formats/PeIcons.h"
 #include "formats/RegistryText.h"
 #include "formats/ShellLinkFile.h"
 #include "formats/VersionInfo.h"
 
+#include <QtCore/QUrl>
+
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -35,6 +39,21 @@ void requireSound(const QList<IconImage> &images)
     }
 }
 
+void requireWhole(const QString &id)
+{
+    const QString text = QUrl::fromPercentEncoding(id.toUtf8());
+    const IconId icon = IconId::parse(id);
+    require(text.startsWith(icon.path));
+    const QString query = text.mid(icon.path.size());
+    if (query.isEmpty()) {
+        require(text.lastIndexOf(u'?') <= 0 && icon.index == 0 && icon.version.isEmpty());
+        return;
+    }
+    require(!icon.path.isEmpty() && query.lastIndexOf(u'?') == 0);
+    // Items are shown as in a URL, some of their characters encoded.
+    require(icon.version.size() <= 12 * query.size());
+}
+
 } // namespace
 
 void FuzzTargets::iconFile(QByteArrayView bytes)
@@ -43,6 +62,16 @@ void FuzzTargets::iconFile(QByteArrayView bytes)
     require(images.has_value() == IconFile::isIconFile(bytes));
     if (images)
         requireSound(*images);
+}
+
+void FuzzTargets::iconId(QByteArrayView bytes)
+{
+    requireWhole(QString::fromUtf8(bytes));
+    // And texts that no UTF-8 is decoded to.
+    QString units(bytes.size() / 2, Qt::Uninitialized);
+    if (!units.isEmpty())
+        std::memcpy(units.data(), bytes.data(), size_t(units.size()) * sizeof(QChar));
+    requireWhole(units);
 }
 
 void FuzzTargets::peFile(QByteArrayView bytes)

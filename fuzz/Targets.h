@@ -6,6 +6,7 @@
 namespace FuzzTargets {
 
 void iconFile(QByteArrayView bytes);
+void iconId(QByteArrayView bytes);
 void peFile(QByteArrayView bytes);
 void peIcons(QByteArrayView bytes);
 void registryText(QByteArrayView bytes);
