@@ -62,7 +62,7 @@ private:
             for (const quint32 pixel : *row) {
                 if (bits >= 8) {
                     for (int shift = 0; shift < bits; shift += 8)
-                        line.u8(static_cast<quint8>(pixel >> shift));
+                        line.u8(shift < 32 ? static_cast<quint8>(pixel >> shift) : 0);
                     continue;
                 }
                 byte = byte << bits | pixel;
