@@ -1,3 +1,4 @@
+#include "../tests/support/IconBuilder.h"
 #include "../tests/support/PeBuilder.h"
 #include "../tests/support/ShellLinkBuilder.h"
 #include "../tests/support/VersionBuilder.h"
@@ -64,6 +65,44 @@ Seeds programs()
     return {program.build(), program32.build()};
 }
 
+/** A bitmap of every depth, and a PNG. */
+QList<PeBuilder::IconImage> iconImages()
+{
+    QList<PeBuilder::IconImage> images;
+    for (const int bitCount : {1, 4, 8, 16, 24, 32}) {
+        DibBuilder bitmap = DibBuilder::plain(3, 1);
+        bitmap.bitCount = bitCount;
+        if (bitCount <= 8)
+            bitmap.palette = {0x000000, 0xFF0000};
+        images.append({3, 3, static_cast<quint16>(bitCount), bitmap.build()});
+    }
+    images.append({4, 4, 32, IconBuilder::plainPng(4, 0x80FF0000)});
+    return images;
+}
+
+Seeds iconFiles()
+{
+    const QList<PeBuilder::IconImage> images = iconImages();
+    Seeds seeds{IconBuilder::file(images)};
+    for (const PeBuilder::IconImage &image : images)
+        seeds.append(IconBuilder::file({image}));
+    return seeds;
+}
+
+Seeds programsWithIcons()
+{
+    const QList<PeBuilder::IconImage> images = iconImages();
+    PeBuilder program;
+    program.addIcon(1, images.first(3), 1);
+    program.addIcon(2, images.last(4), 4);
+    PeBuilder program32;
+    program32.is64Bit = false;
+    program32.addIcon(1, images.last(1));
+    program32.addIcon(1, images.last(2), 2);
+    program32.resources.last().textName = QStringLiteral("MAINICON");
+    return {program.build(), program32.build()};
+}
+
 Seeds registryTexts()
 {
     const QString wide = QStringLiteral("Windows Registry Editor Version 5.00\r\n[HKEY_USERS\\A]\r\n@=\"x\"\r\n");
@@ -84,7 +123,9 @@ int main(int argumentCount, char **arguments)
         return 2;
     }
     const QString folder = QFile::decodeName(arguments[1]);
-    const bool isWritten = writeSeeds(folder + QStringLiteral("/fuzz_pefile"), programs()) &&
+    const bool isWritten = writeSeeds(folder + QStringLiteral("/fuzz_iconfile"), iconFiles()) &&
+                           writeSeeds(folder + QStringLiteral("/fuzz_pefile"), programs()) &&
+                           writeSeeds(folder + QStringLiteral("/fuzz_peicons"), programsWithIcons()) &&
                            writeSeeds(folder + QStringLiteral("/fuzz_registrytext"), registryTexts()) &&
                            writeSeeds(folder + QStringLiteral("/fuzz_shelllinkfile"), shellLinks()) &&
                            writeSeeds(folder + QStringLiteral("/fuzz_versioninfo"), {version().build()});

@@ -3,7 +3,10 @@
 #include "formats/AntiCheatSettings.h"
 #include "formats/AppList.h"
 #include "formats/EpicInstallations.h"
+#include "formats/IconFile.h"
+#include "formats/IconId.h"
 #include "formats/PeFile.h"
+#include "formats/PeIcons.h"
 #include "formats/RegistryText.h"
 #include "formats/ShellLinkFile.h"
 #include "formats/UbisoftConfiguration.h"
@@ -12,8 +15,10 @@
 #include <QtCore/QSet>
 #include <QtCore/QStringList>
 #include <QtCore/QXmlStreamAttributes>
+#include <QtCore/QUrl>
 
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -67,6 +72,34 @@ QStringList executablesOf(const QString &name, const QStringList &lines)
     return executables;
 }
 
+/** Decodes some images; thousands of them are not new to the decoder, only slow. */
+void requireSound(const QList<IconImage> &images)
+{
+    require(images.size() <= 0xFFFF);
+    for (const IconImage &image : images.first(qMin<qsizetype>(images.size(), 8))) {
+        const QSize size = image.size();
+        require(size.width() > 0 && size.width() <= IconImage::MaxSide);
+        require(size.height() > 0 && size.height() <= IconImage::MaxSide);
+        const QImage decoded = image.decode();
+        require(decoded.isNull() || (decoded.size() == size && decoded.format() == QImage::Format_ARGB32));
+    }
+}
+
+void requireWhole(const QString &id)
+{
+    const QString text = QUrl::fromPercentEncoding(id.toUtf8());
+    const IconId icon = IconId::parse(id);
+    require(text.startsWith(icon.path));
+    const QString query = text.mid(icon.path.size());
+    if (query.isEmpty()) {
+        require(text.lastIndexOf(u'?') <= 0 && icon.index == 0 && icon.version.isEmpty());
+        return;
+    }
+    require(!icon.path.isEmpty() && query.lastIndexOf(u'?') == 0);
+    // Items are shown as in a URL, some of their characters encoded.
+    require(icon.version.size() <= 12 * query.size());
+}
+
 } // namespace
 
 void FuzzTargets::antiCheatSettings(QByteArrayView bytes)
@@ -99,6 +132,24 @@ void FuzzTargets::epicInstallations(QByteArrayView bytes)
     require(document.installations.size() <= bytes.size());
 }
 
+void FuzzTargets::iconFile(QByteArrayView bytes)
+{
+    const auto images = IconFile::parse(bytes);
+    require(images.has_value() == IconFile::isIconFile(bytes));
+    if (images)
+        requireSound(*images);
+}
+
+void FuzzTargets::iconId(QByteArrayView bytes)
+{
+    requireWhole(QString::fromUtf8(bytes));
+    // And texts that no UTF-8 is decoded to.
+    QString units(bytes.size() / 2, Qt::Uninitialized);
+    if (!units.isEmpty())
+        std::memcpy(units.data(), bytes.data(), size_t(units.size()) * sizeof(QChar));
+    requireWhole(units);
+}
+
 void FuzzTargets::peFile(QByteArrayView bytes)
 {
     const auto file = PeFile::parse(bytes);
@@ -108,6 +159,17 @@ void FuzzTargets::peFile(QByteArrayView bytes)
         for (const PeFile::Resource &resource : file->resources(type))
             requireInside(resource.data, bytes);
     }
+}
+
+void FuzzTargets::peIcons(QByteArrayView bytes)
+{
+    const auto icons = PeIcons::parse(bytes, 0x0409);
+    if (!icons)
+        return;
+    require(!icons->at(-1) && !icons->at(0x10000) && !icons->withNumber(0));
+    for (int index = 0; index < 3; ++index)
+        requireSound(icons->at(index).value_or(QList<IconImage>()));
+    requireSound(icons->withNumber(1).value_or(QList<IconImage>()));
 }
 
 void FuzzTargets::registryText(QByteArrayView bytes)

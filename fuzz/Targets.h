@@ -8,7 +8,10 @@ namespace FuzzTargets {
 void antiCheatSettings(QByteArrayView bytes);
 void appList(QByteArrayView bytes);
 void epicInstallations(QByteArrayView bytes);
+void iconFile(QByteArrayView bytes);
+void iconId(QByteArrayView bytes);
 void peFile(QByteArrayView bytes);
+void peIcons(QByteArrayView bytes);
 void registryText(QByteArrayView bytes);
 void shellLinkFile(QByteArrayView bytes);
 void ubisoftConfiguration(QByteArrayView bytes);

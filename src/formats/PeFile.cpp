@@ -70,12 +70,13 @@ std::optional<PeFile> PeFile::parse(QByteArrayView bytes)
 QList<PeFile::Resource> PeFile::resources(ResourceType type) const
 {
     int budget = MaxDirectoryEntries;
+    int position = 0;
     QList<Resource> found;
     for (const Entry &typed : directory(0, budget)) {
         if (typed.name != type || !(typed.target & HighBit))
             continue;
         for (const Entry &named : directory(typed.target & ~HighBit, budget))
-            appendLanguages(named, found, budget);
+            appendLanguages(named, position++, found, budget);
     }
     return found;
 }
@@ -126,7 +127,7 @@ std::optional<QByteArrayView> PeFile::data(quint32 offset) const
     return stored.first(static_cast<qsizetype>(size));
 }
 
-void PeFile::appendLanguages(const Entry &named, QList<Resource> &found, int &budget) const
+void PeFile::appendLanguages(const Entry &named, int position, QList<Resource> &found, int &budget) const
 {
     if (!(named.target & HighBit))
         return;
@@ -135,6 +136,6 @@ void PeFile::appendLanguages(const Entry &named, QList<Resource> &found, int &bu
         if (language.target & HighBit)
             continue;
         if (const auto bytes = data(language.target))
-            found.append({name, static_cast<quint16>(language.name), *bytes});
+            found.append({name, static_cast<quint16>(language.name), *bytes, position});
     }
 }

@@ -27,6 +27,7 @@ public:
         quint32 name = 0;     ///< The number of the resource; 0 for one that has a text as its name.
         quint16 language = 0; ///< A language identifier.
         QByteArrayView data;
+        int position = 0; ///< Which of the type's names it has, counted from 0. Languages of one name share it.
     };
 
     /** Nothing if the bytes are not a PE file. A PE file without resources gives an empty object. */
@@ -48,7 +49,7 @@ private:
     QByteArrayView fromAddress(quint32 address) const;
     QList<Entry> directory(quint32 offset, int &budget) const;
     std::optional<QByteArrayView> data(quint32 offset) const;
-    void appendLanguages(const Entry &named, QList<Resource> &found, int &budget) const;
+    void appendLanguages(const Entry &named, int position, QList<Resource> &found, int &budget) const;
 
     QByteArrayView m_bytes;
     QByteArrayView m_sections;  ///< The section table.

@@ -3,6 +3,7 @@
 #include "platform/Environment.h"
 #include "platform/Files.h"
 #include "platform/Folders.h"
+#include "platform/Icons.h"
 #include "platform/Packages.h"
 #include "platform/ProcessTable.h"
 #include "platform/Processes.h"
@@ -70,6 +71,7 @@ Platform::Platform()
     : environment(std::make_shared<Environment>())
     , files(std::make_shared<Files>())
     , folders(std::make_shared<Folders>())
+    , icons(std::make_shared<Icons>())
     , packages(std::make_shared<Packages>())
     , processTable(std::make_shared<ProcessTable>())
     , processes(std::make_shared<Processes>())
@@ -152,6 +154,26 @@ std::unique_ptr<LinkWalk> Files::walkLinks(const QString &folder) const
 Folders::~Folders() = default;
 
 std::optional<QString> Folders::path(Folder, const NativeHandle &) const
+{
+    return std::nullopt;
+}
+
+Icons::~Icons() = default;
+
+void Icons::prepare() const
+{}
+
+std::optional<QImage> Icons::largestIcon(const QString &) const
+{
+    return std::nullopt;
+}
+
+std::optional<QImage> Icons::extractIcon(const QString &, int) const
+{
+    return std::nullopt;
+}
+
+std::optional<QImage> Icons::associatedIcon(const QString &, quint16) const
 {
     return std::nullopt;
 }

@@ -15,6 +15,7 @@ namespace KvPlatform {
 class Environment;
 class Files;
 class Folders;
+class Icons;
 class Packages;
 class ProcessTable;
 class Processes;
@@ -33,6 +34,7 @@ struct Platform
     std::shared_ptr<Environment> environment;
     std::shared_ptr<Files> files;
     std::shared_ptr<Folders> folders;
+    std::shared_ptr<Icons> icons;
     std::shared_ptr<Packages> packages;
     std::shared_ptr<ProcessTable> processTable;
     std::shared_ptr<Processes> processes;

@@ -22,6 +22,7 @@ struct Abilities
     bool tokensNeedRights = true;     ///< A session's token is refused to those who aren't the system.
     bool accountsIgnoreCase = true;   ///< Account names are compared without regard to letter case.
     bool tokensStartPrograms = true;  ///< This user may start programs with copies of its own token.
+    bool smallIconsStaySmall = true;  ///< The largest system icon of a file with small ones is not stretched.
     bool usersNeedHives = true;       ///< Nothing can be written for a user who has no hive.
     bool seesProcesses = true;        ///< The processes that run can be seen at all.
     bool wideExitCodes = true;        ///< Exit codes have 32 bits, and who ends a process chooses its code.

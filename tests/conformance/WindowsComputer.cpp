@@ -28,6 +28,7 @@ Abilities abilitiesOfThisSystem()
     abilities.accountsIgnoreCase = !isWine;
     // Windows keeps this for its services.
     abilities.tokensStartPrograms = isWine;
+    abilities.smallIconsStaySmall = !isWine;
     abilities.usersNeedHives = !isWine;
     abilities.endIsFinal = !isWine;
     return abilities;

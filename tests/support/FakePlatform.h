@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FakeFiles.h"
+#include "FakeIcons.h"
 #include "FakeLinks.h"
 #include "FakePackages.h"
 #include "FakeRegistry.h"
@@ -45,6 +46,7 @@ struct FakePlatform
     const std::shared_ptr<FakeEnvironment> environment = std::make_shared<FakeEnvironment>(calls);
     const std::shared_ptr<FakeFiles> files = std::make_shared<FakeFiles>();
     const std::shared_ptr<FakeFolders> folders = std::make_shared<FakeFolders>();
+    const std::shared_ptr<FakeIcons> icons = std::make_shared<FakeIcons>(calls);
     const std::shared_ptr<FakeLinks> links = std::make_shared<FakeLinks>(calls);
     const std::shared_ptr<FakePackages> packages = std::make_shared<FakePackages>(calls);
     const std::shared_ptr<FakeRegistryStore> registry = std::make_shared<FakeRegistryStore>();
@@ -58,6 +60,7 @@ struct FakePlatform
         platform->environment = environment;
         platform->files = files;
         platform->folders = folders;
+        platform->icons = icons;
         platform->links = links;
         platform->packages = packages;
         platform->registry = registry;

@@ -18,6 +18,8 @@ public:
     {
         QtMsgType type;
         QString text;
+        QString file = {};     ///< Of the log context.
+        QString function = {}; ///< The same.
     };
 
     LogCatcher()
@@ -59,10 +61,10 @@ public:
     }
 
 private:
-    static void handle(QtMsgType type, const QMessageLogContext &, const QString &text)
+    static void handle(QtMsgType type, const QMessageLogContext &context, const QString &text)
     {
         const QMutexLocker lock(&s_current->m_mutex);
-        s_current->m_lines.append({type, text});
+        s_current->m_lines.append({type, text, QString::fromUtf8(context.file), QString::fromUtf8(context.function)});
     }
 
     static inline LogCatcher *s_current = nullptr;

@@ -69,6 +69,10 @@ void tst_PeFile::readsResources()
     QCOMPARE(versions.at(0).data.toByteArray(), QByteArray("version bytes"));
     QCOMPARE(int(versions.at(1).language), 0x0407);
     QCOMPARE(versions.at(1).data.toByteArray(), QByteArray("second language"));
+
+    QCOMPARE(icons.at(0).position, 0);
+    QCOMPARE(icons.at(1).position, 1);
+    QCOMPARE(versions.at(1).position, 0);
 }
 
 void tst_PeFile::givesTextNamesNumberZero()

@@ -5,6 +5,7 @@
 #include "KvGameAppInfo.h"
 #include "KvOriginAppUtil.h"
 #include "KvProgramContext.h"
+#include "KvProgramIconProvider.h"
 #include "KvProgramInitializer.h"
 #include "KvRegistrySpy.h"
 #include "KvRiotAppUtil.h"
@@ -39,6 +40,7 @@ private Q_SLOTS:
     void gameAppInfo();
     void programInfo();
     void programContext();
+    void programIconProvider();
     void programInitializer();
     void registrySpy();
     void launcherScanners();
@@ -109,6 +111,15 @@ void tst_PublicHeaders::programContext()
     QCOMPARE(count(&C::isEmptyChanged, &C::allAppsChanged, &C::meetingAppsChanged, &C::shortcutsChanged,
                    &C::gameAppsChanged, &C::toolAppsChanged),
              6);
+}
+
+void tst_PublicHeaders::programIconProvider()
+{
+    using C = KvProgramIconProvider;
+    QCOMPARE(count(&C::requestImageResponse, &C::setContextWindow), 2);
+    KvProgramIconProvider provider(this);
+    provider.setContextWindow(nullptr);
+    QVERIFY(qobject_cast<QQuickImageProvider *>(&provider));
 }
 
 void tst_PublicHeaders::programInitializer()

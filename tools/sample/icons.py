@@ -213,6 +213,27 @@ def bitmap32(look, size):
     return bitmap_header(size, 32) + pixels + mask
 
 
+def bitmap24(look, size):
+    """No alpha of its own: what is less than half covered is left to the mask."""
+    rows = rgba(look, size)
+    pixels = b""
+    for row in reversed(rows):
+        line = b"".join(bytes((b, g, r)) if a >= 128 else b"\0\0\0" for r, g, b, a in row)
+        pixels += line + bytes(-len(line) % 4)
+    mask = b"".join(pack_bits([int(p[3] < 128) for p in row], 1) for row in reversed(rows))
+    return bitmap_header(size, 24) + pixels + mask
+
+
+def bitmap1(look, size):
+    """The figure in black on the ground colour."""
+    palette = [(0, 0, 0), colour(look[1])]
+    drawn = shades(look, size)
+    colours = b"".join(struct.pack("4B", b, g, r, 0) for r, g, b in palette)
+    pixels = b"".join(pack_bits([int(a >= 0.5 and s < 0.5) for a, s in row], 1) for row in reversed(drawn))
+    mask = b"".join(pack_bits([int(a < 0.5) for a, _ in row], 1) for row in reversed(drawn))
+    return bitmap_header(size, 1, len(palette)) + colours + pixels + mask
+
+
 def bitmap_indexed(look, size, depth):
     """Entry 0 is black for the transparent part; the others go from the ground colour to white."""
     base, steps = colour(look[1]), (1 << depth) - 2
@@ -224,20 +245,25 @@ def bitmap_indexed(look, size, depth):
     return bitmap_header(size, depth, len(palette)) + colours + pixels + mask
 
 
-# Kind: images as (size, bits per pixel), 0 bits standing for PNG.
+# Kind: images as (size, bits per pixel), 0 bits standing for PNG and -1 for one that is cut off.
 KINDS = {
     "full": [(16, 32), (32, 32), (48, 8), (256, 0)],
     "small": [(16, 8), (32, 32), (48, 8)],
     "pair": [(16, 32), (32, 32)],
     "old": [(16, 4), (32, 4)],
+    "mono": [(16, 1), (32, 1)],
+    "deep": [(16, 24), (32, 24), (48, 24)],
     "bigpng": [(256, 0)],
+    "broken": [(256, -1)],
 }
 
 
 def image(look, size, depth):
-    if depth == 0:
-        return png(rgba(look, size))
-    return bitmap32(look, size) if depth == 32 else bitmap_indexed(look, size, depth)
+    if depth <= 0:
+        drawn = png(rgba(look, size))
+        return drawn if depth == 0 else drawn[:100]
+    makers = {1: bitmap1, 24: bitmap24, 32: bitmap32}
+    return makers[depth](look, size) if depth in makers else bitmap_indexed(look, size, depth)
 
 
 def ico(kind, look):
@@ -246,7 +272,8 @@ def ico(kind, look):
     directory = struct.pack("<HHH", 0, 1, len(images))
     for size, depth, data in images:
         colours = 1 << depth if 0 < depth < 8 else 0
-        directory += struct.pack("<BBBBHHII", size % 256, size % 256, colours, 0, 1, depth or 32, len(data), offset)
+        bits = depth if depth > 0 else 32
+        directory += struct.pack("<BBBBHHII", size % 256, size % 256, colours, 0, 1, bits, len(data), offset)
         offset += len(data)
     return directory + b"".join(data for _, _, data in images)
 

@@ -8,6 +8,7 @@
 #include "platform/portable/MachineFacts.h"
 #include "platform/portable/MachineFiles.h"
 #include "platform/portable/MachineFolders.h"
+#include "platform/portable/MachineIcons.h"
 #include "platform/portable/MachineLinks.h"
 #include "platform/portable/MachinePackages.h"
 #include "platform/portable/MachineProcesses.h"
@@ -32,6 +33,7 @@ void addCommonParts(Platform *platform, const MachineFacts &facts, const QString
     platform->tokens = std::make_shared<MachineTokens>(facts);
     platform->processTable = createHostProcessTable();
     platform->links = std::make_shared<MachineLinks>(platform->files, platform->environment);
+    platform->icons = std::make_shared<MachineIcons>(platform->files, facts.uiLanguage);
     platform->versions = std::make_shared<MachineVersions>(platform->files, facts.uiLanguage);
 }
 

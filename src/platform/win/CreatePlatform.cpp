@@ -3,6 +3,7 @@
 #include "platform/win/WinEnvironment.h"
 #include "platform/win/WinFiles.h"
 #include "platform/win/WinFolders.h"
+#include "platform/win/WinIcons.h"
 #include "platform/win/WinLinks.h"
 #include "platform/win/WinProcesses.h"
 #include "platform/win/WinProcessTable.h"
@@ -19,6 +20,7 @@ std::shared_ptr<const Platform> createPlatform()
     platform->environment = std::make_shared<WinEnvironment>();
     platform->files = std::make_shared<WinFiles>();
     platform->folders = std::make_shared<WinFolders>();
+    platform->icons = std::make_shared<WinIcons>();
     platform->links = std::make_shared<WinLinks>();
     platform->processes = std::make_shared<WinProcesses>();
     platform->processTable = std::make_shared<WinProcessTable>();

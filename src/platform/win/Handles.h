@@ -90,6 +90,14 @@ struct FindTraits
     static void giveBack(Value handle) { FindClose(handle); }
 };
 
+/** Icons that are the caller's own. */
+struct IconTraits
+{
+    using Value = HICON;
+    static Value none() { return nullptr; }
+    static void giveBack(Value icon) { DestroyIcon(icon); }
+};
+
 /** Memory from CoTaskMemAlloc. */
 template<typename Type>
 struct TaskMemoryTraits
@@ -128,6 +136,7 @@ struct InterfaceTraits
 
 using UniqueHandle = Unique<NullHandleTraits>;
 using UniqueFind = Unique<FindTraits>;
+using UniqueIcon = Unique<IconTraits>;
 
 template<typename Type>
 using UniqueTaskMemory = Unique<TaskMemoryTraits<Type>>;
