@@ -17,6 +17,7 @@ class Files;
 class Folders;
 class Packages;
 class Registry;
+class RegistryWatches;
 class Session;
 class ShellLinks;
 class Tokens;
@@ -37,6 +38,7 @@ struct Platform
     std::shared_ptr<ShellLinks> links;
     std::shared_ptr<Tokens> tokens;
     std::shared_ptr<VersionResources> versions;
+    std::shared_ptr<RegistryWatches> watches;
 
     /** The platform in force, made by createPlatform on first use. May be called from any thread. */
     static std::shared_ptr<const Platform> current();

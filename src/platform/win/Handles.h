@@ -74,7 +74,7 @@ private:
     Value m_value = Traits::none();
 };
 
-/** Kernel objects whose functions tell failure by a null handle: tokens and processes. */
+/** Kernel objects whose functions tell failure by a null handle: tokens, processes and events. */
 struct NullHandleTraits
 {
     using Value = HANDLE;
@@ -88,6 +88,14 @@ struct FindTraits
     using Value = HANDLE;
     static Value none() { return INVALID_HANDLE_VALUE; }
     static void giveBack(Value handle) { FindClose(handle); }
+};
+
+/** Open keys of the registry. */
+struct RegistryKeyTraits
+{
+    using Value = HKEY;
+    static Value none() { return nullptr; }
+    static void giveBack(Value key) { RegCloseKey(key); }
 };
 
 /** Memory from CoTaskMemAlloc. */
@@ -128,6 +136,7 @@ struct InterfaceTraits
 
 using UniqueHandle = Unique<NullHandleTraits>;
 using UniqueFind = Unique<FindTraits>;
+using UniqueRegistryKey = Unique<RegistryKeyTraits>;
 
 template<typename Type>
 using UniqueTaskMemory = Unique<TaskMemoryTraits<Type>>;
