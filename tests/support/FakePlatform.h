@@ -6,6 +6,7 @@
 #include "FakeRegistry.h"
 #include "FakeSession.h"
 #include "FakeVersions.h"
+#include "FakeWatches.h"
 #include "KvSecurity.h"
 #include "platform/Platform.h"
 #include "platform/Tokens.h"
@@ -51,6 +52,7 @@ struct FakePlatform
     const std::shared_ptr<FakeSession> session = std::make_shared<FakeSession>();
     const std::shared_ptr<FakeTokens> tokens = std::make_shared<FakeTokens>();
     const std::shared_ptr<FakeVersions> versions = std::make_shared<FakeVersions>(calls);
+    const std::shared_ptr<FakeWatches> watches = std::make_shared<FakeWatches>();
 
     FakePlatform()
     {
@@ -64,6 +66,7 @@ struct FakePlatform
         platform->session = session;
         platform->tokens = tokens;
         platform->versions = versions;
+        platform->watches = watches;
         session->signIn(QStringLiteral("kim"), FakeSession::sid('k'), QStringLiteral("S-1-5-7"));
         session->number = FakeTokens::ConsoleSession;
         session->elevated = false;
