@@ -5,6 +5,10 @@
 
 #include <memory>
 
+QT_BEGIN_NAMESPACE
+class QProcessEnvironment;
+QT_END_NAMESPACE
+
 namespace KvPlatform {
 struct Platform;
 }
@@ -21,6 +25,7 @@ struct Abilities
     bool sessionsAreToldApart = true; ///< A session that doesn't exist has no user.
     bool tokensNeedRights = true;     ///< A session's token is refused to those who aren't the system.
     bool accountsIgnoreCase = true;   ///< Account names are compared without regard to letter case.
+    bool deletionIsTold = true;       ///< The watch over a key tells of the key's deletion.
     bool usersNeedHives = true;       ///< Nothing can be written for a user who has no hive.
 };
 
@@ -58,6 +63,12 @@ public:
 
     /** The operations under test. */
     virtual const KvPlatform::Platform &platform() = 0;
+
+    /** Lets a process that gets `environment` use this computer as well. */
+    virtual void shareWith(QProcessEnvironment *environment) const = 0;
+
+    /** The operations, for a process that was started so. Defined in the fixture. */
+    static std::shared_ptr<const KvPlatform::Platform> sharedPlatform();
 
 private:
     /** Takes in a whole exported registry text. */

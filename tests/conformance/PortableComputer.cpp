@@ -3,9 +3,13 @@
 #include "platform/Platform.h"
 #include "platform/portable/MachinePlatform.h"
 
+#include <QtCore/QProcessEnvironment>
+
 namespace {
 
 using namespace Qt::StringLiterals;
+
+constexpr char MachineVariable[] = "KVPROGRAM_TEST_MACHINE";
 
 /** A machine folder with a console user and the usual folders. */
 class PortableComputer final : public Computer
@@ -49,6 +53,11 @@ public:
         return *m_platform;
     }
 
+    void shareWith(QProcessEnvironment *environment) const override
+    {
+        environment->insert(QLatin1String(MachineVariable), m_machine.path());
+    }
+
 private:
     void importText(const QString &text) override { m_machine.write(u"registry/conformance.reg"_s, text.toUtf8()); }
 
@@ -61,4 +70,9 @@ private:
 std::unique_ptr<Computer> Computer::create()
 {
     return std::make_unique<PortableComputer>();
+}
+
+std::shared_ptr<const KvPlatform::Platform> Computer::sharedPlatform()
+{
+    return KvPlatform::createMachinePlatform(qEnvironmentVariable(MachineVariable));
 }

@@ -27,6 +27,7 @@ Abilities abilitiesOfThisSystem()
     abilities.sessionsAreToldApart = !isWine;
     abilities.tokensNeedRights = !isWine;
     abilities.accountsIgnoreCase = !isWine;
+    abilities.deletionIsTold = !isWine;
     abilities.usersNeedHives = !isWine;
     return abilities;
 }
@@ -75,6 +76,8 @@ public:
 
     const KvPlatform::Platform &platform() override { return *m_platform; }
 
+    void shareWith(QProcessEnvironment *) const override {}
+
 private:
     void importText(const QString &text) override
     {
@@ -102,4 +105,9 @@ private:
 std::unique_ptr<Computer> Computer::create()
 {
     return std::make_unique<WindowsComputer>();
+}
+
+std::shared_ptr<const KvPlatform::Platform> Computer::sharedPlatform()
+{
+    return KvPlatform::createPlatform();
 }
