@@ -387,7 +387,7 @@ void MachineRegistry::saveChanges()
         if (m_unsaved.entries().isEmpty())
             return;
     }
-    const std::unique_ptr<QLockFile> processLock = m_files.lock();
+    const std::unique_ptr<FolderLock> processLock = m_files.lock();
     if (!processLock)
         return warnOnce(QStringLiteral("can't be locked"));
     if (!m_files.areCurrent())

@@ -25,10 +25,9 @@ struct MachineFacts;
  * thread.
  *
  * Several processes may use one folder. Each change is saved before the call returns, on top of what others have saved
- * by then; a file beside the folder, `<folder>.lock`, keeps the saves apart. What others have changed is taken in
- * before each save, when a key is opened to be watched, and by refresh(), which the watches call when files change;
- * reading a value doesn't look at the files. Changes that could not be saved stay in force here, and are tried again
- * with the next one.
+ * by then; the folder is locked meanwhile. What others have changed is taken in before each save, when a key is opened
+ * to be watched, and by refresh(), which the watches call when files change; reading a value doesn't look at the files.
+ * Changes that could not be saved stay in force here, and are tried again with the next one.
  */
 class MachineRegistry final : public Registry
 {

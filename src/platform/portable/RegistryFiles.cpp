@@ -115,23 +115,22 @@ bool RegistryFiles::areCurrent()
            });
 }
 
-std::unique_ptr<QLockFile> RegistryFiles::lock() const
+std::unique_ptr<FolderLock> RegistryFiles::lock() const
 {
-    auto file = std::make_unique<QLockFile>(m_folder + QStringLiteral(".lock"));
+    QDir().mkpath(m_folder);
     QElapsedTimer patience;
     patience.start();
-    // QLockFile's own patience sleeps for a tenth of a second at least.
-    while (!file->tryLock(0)) {
-        if (file->error() != QLockFile::LockFailedError || patience.hasExpired(LockPatience))
-            return nullptr;
+    bool isTaken = true;
+    while (isTaken && !patience.hasExpired(LockPatience)) {
+        if (std::unique_ptr<FolderLock> lock = FolderLock::tryLock(m_folder, &isTaken))
+            return lock;
         QThread::usleep(200);
     }
-    return file;
+    return nullptr;
 }
 
 QString RegistryFiles::write(const QByteArray &content)
 {
-    QDir().mkpath(m_folder);
     QSaveFile file(writtenPath());
     if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
         return file.errorString();

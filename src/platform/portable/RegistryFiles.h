@@ -1,8 +1,9 @@
 #pragma once
 
+#include "platform/portable/FolderLock.h"
+
 #include <QtCore/QByteArray>
 #include <QtCore/QDateTime>
-#include <QtCore/QLockFile>
 #include <QtCore/QMap>
 #include <QtCore/QString>
 
@@ -41,8 +42,8 @@ public:
     /** Whether the files are as they were when they were last read or written here. */
     bool areCurrent();
 
-    /** Waits until no other process writes, ten seconds at most; null on failure. Ends with the object. */
-    std::unique_ptr<QLockFile> lock() const;
+    /** Makes the folder, and waits until no other process writes, ten seconds at most; null on failure. */
+    std::unique_ptr<FolderLock> lock() const;
 
     /** Replaces zz-written.reg as a whole; gives what is wrong, or an empty text. */
     QString write(const QByteArray &content);
