@@ -64,6 +64,9 @@ public:
     /** The operations under test. */
     virtual const KvPlatform::Platform &platform() = 0;
 
+    /** The operations as a process that starts now finds them. */
+    virtual std::shared_ptr<const KvPlatform::Platform> reopened() const = 0;
+
     /** Lets a process that gets `environment` use this computer as well. */
     virtual void shareWith(QProcessEnvironment *environment) const = 0;
 

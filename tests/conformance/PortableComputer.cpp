@@ -53,6 +53,11 @@ public:
         return *m_platform;
     }
 
+    std::shared_ptr<const KvPlatform::Platform> reopened() const override
+    {
+        return KvPlatform::createMachinePlatform(m_machine.path());
+    }
+
     void shareWith(QProcessEnvironment *environment) const override
     {
         environment->insert(QLatin1String(MachineVariable), m_machine.path());

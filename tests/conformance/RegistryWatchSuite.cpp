@@ -69,8 +69,9 @@ private:
 void RegistryWatchSuite::init()
 {
     m_computer = Computer::create();
-    m_computer->importRegistry(u"[KEY]\n\"own\"=\"1\"\n[KEY\\Child]\n\"childs\"=\"1\"\n[KEY\\Child\\Deep]\n"_s
-                               u"\"deep\"=\"1\"\n"_s);
+    registry().setValue(Key, u"own"_s, 1);
+    registry().setValue(Child, u"childs"_s, 1);
+    registry().setValue(Deep, u"deep"_s, 1);
     KvPlatform::Platform::setCurrent(std::make_shared<KvPlatform::Platform>(m_computer->platform()));
     KvSecurity::forget();
 }

@@ -76,6 +76,8 @@ public:
 
     const KvPlatform::Platform &platform() override { return *m_platform; }
 
+    std::shared_ptr<const KvPlatform::Platform> reopened() const override { return KvPlatform::createPlatform(); }
+
     void shareWith(QProcessEnvironment *) const override {}
 
 private:
