@@ -13,6 +13,7 @@ QT_BEGIN_NAMESPACE
 class QQuickWindow;
 QT_END_NAMESPACE
 
+class Console;
 class KvProgramContext;
 
 /**
@@ -47,6 +48,7 @@ private:
     QElapsedTimer m_elapsed;
     QTimer m_patience;
     bool m_scanned = false;
+    std::unique_ptr<Console> m_console; // With --serve.
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     QQuickWindow *m_window = nullptr; // The engine's.
 };

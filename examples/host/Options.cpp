@@ -28,6 +28,7 @@ void describe(QCommandLineParser &parser)
         {QStringLiteral("machine"), text("Scan the machine folder <dir> instead of this computer."), text("dir")},
         {QStringLiteral("metadata"), text("Take the rules for programs from <file>."), text("file")},
         {QStringLiteral("json"), text("Print the lists after the first scan as one JSON object and end.")},
+        {QStringLiteral("serve"), text("Show no window, but take commands from standard input and tell of changes.")},
         {QStringLiteral("screenshot"), text("Save the window after the first scan as the PNG <file> and end."),
          text("file")},
         {QStringLiteral("summary"),
@@ -52,6 +53,9 @@ QString absolutePath(const QString &path)
 QString readValues(const QCommandLineParser &parser, Options &options)
 {
     options.json = parser.isSet(QStringLiteral("json"));
+    options.serve = parser.isSet(QStringLiteral("serve"));
+    if (options.serve && (options.json || parser.isSet(QStringLiteral("screenshot"))))
+        return text("With --serve there is neither --json nor --screenshot.");
     options.summary = parser.isSet(QStringLiteral("summary"));
     options.verbose = parser.isSet(QStringLiteral("verbose"));
     options.search = parser.value(QStringLiteral("search"));
