@@ -3,14 +3,21 @@
 #include "KvSecurity.h"
 #include "platform/Platform.h"
 #include "platform/Registry.h"
+#include "platform/RegistryWatch.h"
 
+#include <QtCore/QDebug>
 #include <QtCore/QMap>
+#include <QtCore/QTimer>
 
+#include <optional>
 #include <utility>
 
 namespace {
 
 constexpr QLatin1Char Separator('\\');
+constexpr int RetryDelay = 2000;
+constexpr quint32 WatchAccess = 0x0010 | 0x0100; // KEY_NOTIFY, KEY_WOW64_64KEY
+constexpr quint32 WatchFilter = 0x01 | 0x04;     // REG_NOTIFY_CHANGE_NAME, REG_NOTIFY_CHANGE_LAST_SET
 
 /** The long names of the roots by their short ones. */
 const QMap<QString, QString> &longRootNames()
@@ -24,6 +31,33 @@ const QMap<QString, QString> &longRootNames()
         {QStringLiteral("HKU"), QStringLiteral("HKEY_USERS")},
     };
     return *names;
+}
+
+/** The predefined keys by their names. */
+const QMap<QString, quint32> &predefinedKeys()
+{
+    static const auto *const keys = new QMap<QString, quint32>{
+        {QStringLiteral("HKEY_LOCAL_MACHINE"), 0x80000002}, {QStringLiteral("HKEY_CURRENT_USER"), 0x80000001},
+        {QStringLiteral("HKEY_CLASSES_ROOT"), 0x80000000},  {QStringLiteral("HKEY_CURRENT_CONFIG"), 0x80000005},
+        {QStringLiteral("HKEY_USERS"), 0x80000003},
+    };
+    return *keys;
+}
+
+/** A key as the system opens it. */
+struct RootedKey
+{
+    quint32 root;
+    QString subKey;
+};
+
+/** The key of a path in normal form; nothing if its root is unknown. */
+std::optional<RootedKey> splitKeyPath(const QString &path)
+{
+    const auto root = predefinedKeys().constFind(path.section(Separator, 0, 0).toUpper());
+    if (root == predefinedKeys().cend())
+        return std::nullopt;
+    return RootedKey{*root, path.section(Separator, 1, -1)};
 }
 
 /** A key, and the name of a value in it. */
@@ -56,19 +90,70 @@ KvRegistrySpy::~KvRegistrySpy()
 
 bool KvRegistrySpy::bind(const QString &path, bool watchSubtree)
 {
-    Q_UNUSED(watchSubtree)
     unbind();
     m_prefix = hkey(path);
-    return false;
+    const std::optional<RootedKey> key = splitKeyPath(m_prefix);
+    if (!key) {
+        if (!m_isForever)
+            qWarning().noquote() << "[FAIL] invalid registry key:" << m_prefix;
+        return false;
+    }
+    KvPlatform::RegistryWatchResult opened =
+        KvPlatform::Platform::current()->watches->open(key->root, key->subKey, WatchAccess);
+    if (!opened.watch) {
+        tellFailure("[FAIL] can't open registry key:", opened.error);
+        return false;
+    }
+    m_watch = std::move(opened.watch);
+    if (!arm(watchSubtree))
+        return false;
+    m_watch->notify([this, watchSubtree] { onChanged(watchSubtree); });
+    m_isNotified = true;
+    qInfo().noquote() << "[REGISTRY] bind" << m_prefix;
+    return true;
 }
 
 void KvRegistrySpy::bindForever(const QString &path, bool watchSubtree)
 {
-    bind(path, watchSubtree);
+    m_isForever = !bind(path, watchSubtree);
+    if (!m_isForever)
+        return;
+    QTimer::singleShot(RetryDelay, this, [this, path, watchSubtree] {
+        if (m_isForever)
+            bindForever(path, watchSubtree);
+    });
 }
 
 void KvRegistrySpy::unbind()
-{}
+{
+    const bool wasNotified = std::exchange(m_isNotified, false);
+    m_watch.reset();
+    if (!wasNotified)
+        return;
+    m_isForever = false;
+    qInfo().noquote() << "[REGISTRY] unbind" << m_prefix;
+}
+
+bool KvRegistrySpy::arm(bool watchSubtree)
+{
+    const quint32 error = m_watch->arm(watchSubtree, WatchFilter);
+    if (error != 0)
+        tellFailure("[FAIL] can't watch registry key:", error);
+    return error == 0;
+}
+
+void KvRegistrySpy::onChanged(bool watchSubtree)
+{
+    // First, so that nothing is lost of what the signal's receivers change.
+    arm(watchSubtree);
+    Q_EMIT valueChanged();
+}
+
+void KvRegistrySpy::tellFailure(const char *what, quint32 error) const
+{
+    if (!m_isForever)
+        qWarning().noquote() << what << m_prefix << "err:" << error;
+}
 
 QVariant KvRegistrySpy::value(const QVariant &defaultValue) const
 {

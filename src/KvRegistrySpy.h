@@ -6,6 +6,12 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
+#include <memory>
+
+namespace KvPlatform {
+class RegistryWatch;
+}
+
 /**
  * Registry paths, one-shot operations on values, and the watch over one key.
  *
@@ -25,15 +31,22 @@ public:
     ~KvRegistrySpy() override;
 
     /**
-     * Begins to watch the key `path`, and with `watchSubtree` all keys below it. Gives whether the watch stands;
-     * prefix() tells the path in either case. No watch can be had from the platform yet, so this gives false.
+     * Begins to watch the key `path`, and with `watchSubtree` all keys below it, in place of what was watched before.
+     * Gives whether the watch stands; a refusal is logged with the system's error code. prefix() tells the path in
+     * either case. On Windows the key is that of the 64-bit registry.
      */
     bool bind(const QString &path, bool watchSubtree);
 
-    /** Like bind, for a key that may not exist yet. */
+    /**
+     * Like bind, for a key that may not exist yet: it is tried again every two seconds until it can be watched, and
+     * `@HKCU` is looked up anew each time. Only the first failure is logged. That the key has come is not signalled.
+     */
     void bindForever(const QString &path, bool watchSubtree);
 
-    /** Ends the watch. prefix() stays. */
+    /**
+     * Ends the watch. prefix() stays. Before bindForever() has found its key there is no watch to end, and the search
+     * goes on.
+     */
     void unbind();
 
     /** The value that is named like the bound key, in the key's parent; invalid if nothing was ever bound. */
@@ -65,9 +78,21 @@ public:
     static void removeKey(const QString &path);
 
 Q_SIGNALS:
-    /** Something changed in the bound key. */
+    /**
+     * Something changed in the bound key: a value, or the existence of a child key; with the subtree, in any key below
+     * as well. Changes that come together give one signal, and what changes while it is handled gives another.
+     *
+     * The deletion of the key is the last change that is told: a key that is made anew has to be bound anew.
+     */
     void valueChanged();
 
 private:
+    bool arm(bool watchSubtree);
+    void onChanged(bool watchSubtree);
+    void tellFailure(const char *what, quint32 error) const;
+
     QString m_prefix;
+    std::unique_ptr<KvPlatform::RegistryWatch> m_watch; // The event and the key.
+    bool m_isNotified = false;                          // Changes reach onChanged().
+    bool m_isForever = false;                           // bindForever() is trying again; failures are not told.
 };

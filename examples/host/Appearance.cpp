@@ -23,7 +23,7 @@ QPalette makePalette(const QColor &window, const QColor &base, const QColor &tex
 
 void Appearance::chooseDisplay(const Options &options)
 {
-    if (!options.isUnattended())
+    if (!options.isUnattended() && options.needsWindow())
         return;
 #ifndef Q_OS_WIN
     // There the native platform draws without a display too, and it alone knows the system's fonts.

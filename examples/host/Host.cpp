@@ -1,6 +1,7 @@
 #include "Host.h"
 
 #include "CatalogueJson.h"
+#include "Console.h"
 #include "KvProgramContext.h"
 
 #include <QtCore/QCoreApplication>
@@ -43,11 +44,15 @@ Host::~Host() = default;
 
 void Host::start()
 {
-    const bool needsWindow = !m_options.isUnattended() || !m_options.screenshot.isEmpty();
-    if (needsWindow && !loadWindow()) {
+    if (m_options.needsWindow() && !loadWindow()) {
         tell(tr("The window can't be shown."));
         end(1);
         return;
+    }
+    if (m_options.serve) {
+        m_console = std::make_unique<Console>(*m_catalogue);
+        connect(m_console.get(), &Console::ended, this, [this] { end(0); });
+        m_console->start();
     }
     startFirstScan();
 }

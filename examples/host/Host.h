@@ -16,6 +16,7 @@ class QQuickWindow;
 QT_END_NAMESPACE
 
 class KvAppSetting;
+class Console;
 class KvProgramContext;
 
 /**
@@ -63,6 +64,7 @@ private:
     QElapsedTimer m_elapsed;
     QTimer m_patience;
     bool m_scanned = false;
+    std::unique_ptr<Console> m_console; // With --serve.
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     QQuickWindow *m_window = nullptr; // The engine's.
 };

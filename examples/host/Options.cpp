@@ -29,6 +29,7 @@ void describe(QCommandLineParser &parser)
         {QStringLiteral("metadata"), text("Take the rules for programs from <file>."), text("file")},
         {QStringLiteral("json"), text("Print the lists after the first scan as one JSON object and end.")},
         {QStringLiteral("launch"), text("Start the program called <name> after the first scan and end."), text("name")},
+        {QStringLiteral("serve"), text("Show no window, but take commands from standard input and tell of changes.")},
         {QStringLiteral("screenshot"), text("Save the window after the first scan as the PNG <file> and end."),
          text("file")},
         {QStringLiteral("summary"),
@@ -61,6 +62,9 @@ QString absolutePath(const QString &path)
 QString readValues(const QCommandLineParser &parser, Options &options)
 {
     options.json = parser.isSet(QStringLiteral("json"));
+    options.serve = parser.isSet(QStringLiteral("serve"));
+    if (options.serve && (options.json || parser.isSet(QStringLiteral("screenshot"))))
+        return text("With --serve there is neither --json nor --screenshot.");
     options.summary = parser.isSet(QStringLiteral("summary"));
     options.verbose = parser.isSet(QStringLiteral("verbose"));
     options.launch = parser.value(QStringLiteral("launch"));

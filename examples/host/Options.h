@@ -19,11 +19,14 @@ struct Options
     QSize size;         ///< Size of the window in device-independent pixels; invalid for the window's own choice.
     int timeout = 60;   ///< Seconds to wait for the first scan when nobody is watching.
     bool json = false;
+    bool serve = false; ///< No window, but commands on standard input; see Console.
     bool summary = false;
     bool verbose = false;
 
     /** Whether the run ends by itself, after the first scan, and needs no display. */
     bool isUnattended() const { return json || !launch.isEmpty() || !screenshot.isEmpty(); }
+
+    bool needsWindow() const { return !serve && (!isUnattended() || !screenshot.isEmpty()); }
 };
 
 /** What became of a command line. */

@@ -8,6 +8,7 @@
 #include "platform/ProcessTable.h"
 #include "platform/Processes.h"
 #include "platform/Registry.h"
+#include "platform/RegistryWatch.h"
 #include "platform/Session.h"
 #include "platform/ShellLinks.h"
 #include "platform/Tokens.h"
@@ -80,6 +81,7 @@ Platform::Platform()
     , links(std::make_shared<ShellLinks>())
     , tokens(std::make_shared<Tokens>())
     , versions(std::make_shared<VersionResources>())
+    , watches(std::make_shared<RegistryWatches>())
 {}
 
 std::shared_ptr<const Platform> Platform::current()
@@ -304,6 +306,23 @@ QStringList Registry::childGroups(const QString &) const
 QStringList Registry::allKeys(const QString &) const
 {
     return {};
+}
+
+RegistryWatch::~RegistryWatch() = default;
+
+quint32 RegistryWatch::arm(bool, quint32)
+{
+    return CallNotImplemented;
+}
+
+void RegistryWatch::notify(std::function<void()>)
+{}
+
+RegistryWatches::~RegistryWatches() = default;
+
+RegistryWatchResult RegistryWatches::open(quint32, const QString &, quint32) const
+{
+    return {nullptr, CallNotImplemented};
 }
 
 Session::~Session() = default;

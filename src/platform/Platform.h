@@ -20,6 +20,7 @@ class Packages;
 class ProcessTable;
 class Processes;
 class Registry;
+class RegistryWatches;
 class Session;
 class ShellLinks;
 class Tokens;
@@ -43,6 +44,7 @@ struct Platform
     std::shared_ptr<ShellLinks> links;
     std::shared_ptr<Tokens> tokens;
     std::shared_ptr<VersionResources> versions;
+    std::shared_ptr<RegistryWatches> watches;
 
     /** The platform in force, made by createPlatform on first use. May be called from any thread. */
     static std::shared_ptr<const Platform> current();

@@ -5,6 +5,10 @@
 
 #include <memory>
 
+QT_BEGIN_NAMESPACE
+class QProcessEnvironment;
+QT_END_NAMESPACE
+
 namespace KvPlatform {
 struct Platform;
 }
@@ -23,6 +27,7 @@ struct Abilities
     bool accountsIgnoreCase = true;   ///< Account names are compared without regard to letter case.
     bool tokensStartPrograms = true;  ///< This user may start programs with copies of its own token.
     bool smallIconsStaySmall = true;  ///< The largest system icon of a file with small ones is not stretched.
+    bool deletionIsTold = true;       ///< The watch over a key tells of the key's deletion.
     bool usersNeedHives = true;       ///< Nothing can be written for a user who has no hive.
     bool seesProcesses = true;        ///< The processes that run can be seen at all.
     bool wideExitCodes = true;        ///< Exit codes have 32 bits, and who ends a process chooses its code.
@@ -63,6 +68,15 @@ public:
 
     /** The operations under test. */
     virtual const KvPlatform::Platform &platform() = 0;
+
+    /** The operations as a process that starts now finds them. */
+    virtual std::shared_ptr<const KvPlatform::Platform> reopened() const = 0;
+
+    /** Lets a process that gets `environment` use this computer as well. */
+    virtual void shareWith(QProcessEnvironment *environment) const = 0;
+
+    /** The operations, for a process that was started so. Defined in the fixture. */
+    static std::shared_ptr<const KvPlatform::Platform> sharedPlatform();
 
 private:
     /** Takes in a whole exported registry text. */

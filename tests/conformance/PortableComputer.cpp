@@ -4,6 +4,8 @@
 #include "platform/portable/HostProcessTable.h"
 #include "platform/portable/MachinePlatform.h"
 
+#include <QtCore/QProcessEnvironment>
+
 namespace {
 
 using namespace Qt::StringLiterals;
@@ -16,6 +18,8 @@ Abilities abilitiesOfThisSystem()
     abilities.wideExitCodes = false;
     return abilities;
 }
+
+constexpr char MachineVariable[] = "KVPROGRAM_TEST_MACHINE";
 
 /** A machine folder with a console user and the usual folders. */
 class PortableComputer final : public Computer
@@ -60,6 +64,16 @@ public:
         return *m_platform;
     }
 
+    std::shared_ptr<const KvPlatform::Platform> reopened() const override
+    {
+        return KvPlatform::createMachinePlatform(m_machine.path());
+    }
+
+    void shareWith(QProcessEnvironment *environment) const override
+    {
+        environment->insert(QLatin1String(MachineVariable), m_machine.path());
+    }
+
 private:
     void importText(const QString &text) override { m_machine.write(u"registry/conformance.reg"_s, text.toUtf8()); }
 
@@ -72,4 +86,9 @@ private:
 std::unique_ptr<Computer> Computer::create()
 {
     return std::make_unique<PortableComputer>();
+}
+
+std::shared_ptr<const KvPlatform::Platform> Computer::sharedPlatform()
+{
+    return KvPlatform::createMachinePlatform(qEnvironmentVariable(MachineVariable));
 }

@@ -29,6 +29,7 @@ Abilities abilitiesOfThisSystem()
     // Windows keeps this for its services.
     abilities.tokensStartPrograms = isWine;
     abilities.smallIconsStaySmall = !isWine;
+    abilities.deletionIsTold = !isWine;
     abilities.usersNeedHives = !isWine;
     abilities.endIsFinal = !isWine;
     return abilities;
@@ -78,6 +79,10 @@ public:
 
     const KvPlatform::Platform &platform() override { return *m_platform; }
 
+    std::shared_ptr<const KvPlatform::Platform> reopened() const override { return KvPlatform::createPlatform(); }
+
+    void shareWith(QProcessEnvironment *) const override {}
+
 private:
     void importText(const QString &text) override
     {
@@ -105,4 +110,9 @@ private:
 std::unique_ptr<Computer> Computer::create()
 {
     return std::make_unique<WindowsComputer>();
+}
+
+std::shared_ptr<const KvPlatform::Platform> Computer::sharedPlatform()
+{
+    return KvPlatform::createPlatform();
 }

@@ -10,6 +10,10 @@
 #include <QtGui/QImage>
 #include <QtTest/QTest>
 
+#define SID "S-1-5-21-1-2-3-1001"
+#define UNINSTALL "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall"
+#define SLOTS "HKEY_USERS\\" SID "\\Software\\Kelvo\\Kelvo Launcher\\ExtraInfo"
+
 /** The example host from the outside: its options, outputs and exit codes. */
 class tst_Host : public QObject
 {
@@ -38,6 +42,10 @@ private Q_SLOTS:
     void summaryNamesGamesAndTools();
     void launchesAProgram_data();
     void launchesAProgram();
+    void servesCommands();
+    void servesUntilTheInputEnds();
+    void followsWhatOthersWrite();
+    void rescansAfterAnInstallation();
 
 private:
     struct Result
@@ -54,6 +62,9 @@ private:
     Result runOnMachine(const QStringList &arguments) const;
     QJsonObject gamesAndTools(const QStringList &arguments) const;
     QImage screenshot(const QStringList &arguments) const;
+
+    std::unique_ptr<QProcess> serve(const QString &program, const QProcessEnvironment &more = {}) const;
+    static QJsonObject nextLine(QProcess &process);
 
     QTemporaryDir m_folder;
 };
@@ -168,6 +179,13 @@ void tst_Host::initTestCase()
         } ],
         "metadata": "C:/rules.json"
     })");
+    // What the library watches, which it would miss otherwise.
+    write(QStringLiteral("desk/registry/keys.reg"), "Windows Registry Editor Version 5.00\n"
+                                                    "[HKEY_LOCAL_MACHINE\\Software\\RegisteredApplications]\n"
+                                                    "[HKEY_LOCAL_MACHINE\\" UNINSTALL "]\n"
+                                                    "[HKEY_USERS\\" SID "\\Software\\RegisteredApplications]\n"
+                                                    "[HKEY_USERS\\" SID "\\" UNINSTALL "]\n"
+                                                    "[" SLOTS "]\n");
     write(QStringLiteral("desk/C/Office/POWERPNT.EXE"), "MZ");
     write(QStringLiteral("desk/C/rules.json"), R"([
         { "target": "https://example.org/a b?c=%25", "displayName": "Meet", "tags": [ "meeting" ] },
@@ -538,6 +556,114 @@ void tst_Host::launchesAProgram()
     QCOMPARE(start.value(QLatin1String("call")).toString() + QLatin1Char(' ') +
                  start.value(QLatin1String("command")).toString(),
              call);
+}
+
+std::unique_ptr<QProcess> tst_Host::serve(const QString &program, const QProcessEnvironment &more) const
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_folder.path());
+    environment.insert(more);
+    auto process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(environment);
+    process->start(program, {QStringLiteral("--machine"), path(QStringLiteral("desk")), QStringLiteral("--serve")});
+    return process;
+}
+
+QJsonObject tst_Host::nextLine(QProcess &process)
+{
+    for (int i = 0; i < 30 && !process.canReadLine(); ++i)
+        process.waitForReadyRead(1000);
+    return QJsonDocument::fromJson(process.readLine()).object();
+}
+
+void tst_Host::servesCommands()
+{
+    const auto host = serve(QStringLiteral(KV_HOST));
+    const auto names = [](const QJsonObject &line, const char *list) {
+        return line.value(QLatin1String(list)).toVariant().toStringList();
+    };
+    QJsonObject line = nextLine(*host);
+    QCOMPARE(line.value(QLatin1String("event")).toString(), QStringLiteral("shortcuts"));
+    line = nextLine(*host);
+    QCOMPARE(line.value(QLatin1String("event")).toString(), QStringLiteral("scan"));
+    QCOMPARE(names(line, "apps"),
+             QStringList({QStringLiteral("Meet"), QStringLiteral("Notes"), QStringLiteral("Slides")}));
+    host->write("pin Slides\npin Nobody\npin Notes\nunpin Slides\nunpin Slides\nlists\nnonsense x\nquit\n");
+    QCOMPARE(names(nextLine(*host), "shortcuts"), QStringList{QStringLiteral("Slides")});
+    line = nextLine(*host);
+    QCOMPARE(line.value(QLatin1String("command")).toString(), QStringLiteral("pin Slides"));
+    QCOMPARE(line.value(QLatin1String("done")), QJsonValue(true));
+    QCOMPARE(nextLine(*host).value(QLatin1String("done")), QJsonValue(false));
+    QCOMPARE(names(nextLine(*host), "shortcuts"), QStringList({QStringLiteral("Slides"), QStringLiteral("Notes")}));
+    QCOMPARE(nextLine(*host).value(QLatin1String("done")), QJsonValue(true));
+    QCOMPARE(names(nextLine(*host), "shortcuts"), QStringList{QStringLiteral("Notes")});
+    QCOMPARE(nextLine(*host).value(QLatin1String("done")), QJsonValue(true));
+    QCOMPARE(nextLine(*host).value(QLatin1String("done")), QJsonValue(false));
+    const QJsonObject lists = nextLine(*host).value(QLatin1String("lists")).toObject();
+    QCOMPARE(::names(lists.value(QLatin1String("shortcuts"))), QStringList{QStringLiteral("Notes")});
+    QVERIFY(nextLine(*host).contains(QLatin1String("error")));
+    QVERIFY(host->waitForFinished());
+    QCOMPARE(host->exitCode(), 0);
+    QCOMPARE(host->readAllStandardError(), QByteArray());
+
+    const Result result = runOnMachine({QStringLiteral("--json")});
+    const QJsonObject again = QJsonDocument::fromJson(result.output).object();
+    QCOMPARE(::names(again.value(QLatin1String("shortcuts"))), QStringList{QStringLiteral("Notes")});
+    QVERIFY(QFile::remove(path(QStringLiteral("desk/registry/zz-written.reg"))));
+}
+
+void tst_Host::servesUntilTheInputEnds()
+{
+    const auto host = serve(QStringLiteral(KV_HOST));
+    host->closeWriteChannel();
+    QVERIFY(host->waitForFinished());
+    QCOMPARE(host->exitCode(), 0);
+    QCOMPARE(run({QStringLiteral("--serve"), QStringLiteral("--json")}).exitCode, 2);
+}
+
+void tst_Host::followsWhatOthersWrite()
+{
+    const auto host = serve(QStringLiteral(KV_HOST));
+    const auto shortcuts = [&host] {
+        QJsonObject line;
+        while (line.value(QLatin1String("event")) != QLatin1String("shortcuts") &&
+               host->state() != QProcess::NotRunning)
+            line = nextLine(*host);
+        return line.value(QLatin1String("shortcuts")).toVariant().toStringList();
+    };
+    QCOMPARE(shortcuts(), QStringList());
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(path(QStringLiteral("desk/registry/zz-written.reg"))), 10000);
+    nextLine(*host);
+    write(QStringLiteral("desk/registry/zzz.reg"),
+          "REGEDIT4\n[" SLOTS "]\n\"shortcut002\"=\"C:\\\\Office\\\\POWERPNT.EXE\"\n"
+          "\"shortcut003\"=\"garbage\"\n\"shortcut004\"=\"Contoso.Notes!App\"\n");
+    QCOMPARE(shortcuts(), QStringList({QStringLiteral("Slides"), QStringLiteral("Notes")}));
+    QVERIFY(QFile::remove(path(QStringLiteral("desk/registry/zzz.reg"))));
+    QCOMPARE(shortcuts(), QStringList());
+    host->write("quit\n");
+    QVERIFY(host->waitForFinished());
+    QVERIFY(QFile::remove(path(QStringLiteral("desk/registry/zz-written.reg"))));
+}
+
+void tst_Host::rescansAfterAnInstallation()
+{
+    QProcessEnvironment fast;
+    fast.insert(QStringLiteral("KVHOST_CLOCK_SPEED"), QStringLiteral("30"));
+    const auto host = serve(QStringLiteral(KV_TEST_HOST), fast);
+    const auto apps = [&host] {
+        QJsonObject line;
+        while (line.value(QLatin1String("event")) != QLatin1String("scan") && host->state() != QProcess::NotRunning)
+            line = nextLine(*host);
+        return line.value(QLatin1String("apps")).toArray().size();
+    };
+    QCOMPARE(apps(), 3);
+    write(QStringLiteral("desk/registry/installed.reg"),
+          "REGEDIT4\n[HKEY_LOCAL_MACHINE\\" UNINSTALL "\\New]\n\"DisplayName\"=\"New\"\n");
+    QCOMPARE(apps(), 3);
+    host->write("quit\n");
+    QVERIFY(host->waitForFinished());
+    QVERIFY(QFile::remove(path(QStringLiteral("desk/registry/installed.reg"))));
+    QFile::remove(path(QStringLiteral("desk/registry/zz-written.reg")));
 }
 
 QTEST_GUILESS_MAIN(tst_Host)

@@ -7,6 +7,7 @@
 #include "FakeRegistry.h"
 #include "FakeSession.h"
 #include "FakeVersions.h"
+#include "FakeWatches.h"
 #include "KvSecurity.h"
 #include "platform/Platform.h"
 #include "platform/Tokens.h"
@@ -53,6 +54,7 @@ struct FakePlatform
     const std::shared_ptr<FakeSession> session = std::make_shared<FakeSession>();
     const std::shared_ptr<FakeTokens> tokens = std::make_shared<FakeTokens>();
     const std::shared_ptr<FakeVersions> versions = std::make_shared<FakeVersions>(calls);
+    const std::shared_ptr<FakeWatches> watches = std::make_shared<FakeWatches>();
 
     FakePlatform()
     {
@@ -67,6 +69,7 @@ struct FakePlatform
         platform->session = session;
         platform->tokens = tokens;
         platform->versions = versions;
+        platform->watches = watches;
         session->signIn(QStringLiteral("kim"), FakeSession::sid('k'), QStringLiteral("S-1-5-7"));
         session->number = FakeTokens::ConsoleSession;
         session->elevated = false;

@@ -12,6 +12,7 @@ class FakeRegistryStore final : public KvPlatform::Registry
 {
 public:
     mutable FakeCalls calls;
+    bool refusesWrites = false;
 
     bool contains(const QString &key, const QString &name) const override
     {
@@ -28,7 +29,7 @@ public:
     void setValue(const QString &key, const QString &name, const QVariant &value) override
     {
         calls.add(QStringLiteral("set [%1] [%2]").arg(key, name));
-        if (!name.isEmpty())
+        if (!name.isEmpty() && !refusesWrites)
             m_keys[key.toLower()].insert(name.toLower(), value);
     }
 

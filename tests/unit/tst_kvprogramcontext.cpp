@@ -73,6 +73,7 @@ private Q_SLOTS:
     void nothingIsScannedBeforeTheStart();
     void recordsOfOthersAreLeftAlone();
     void watchesStandOnTheirKeys();
+    void watchThatCannotBeHadHasNoEffect();
     void scanPublishesWhatItFinds();
     void nothingIsPublishedBeforeTheCompletionDelay();
     void signalsComeInOrderAfterTheSwap();
@@ -219,7 +220,8 @@ void tst_KvProgramContext::setMetadata(const QByteArray &json)
 
 void tst_KvProgramContext::emitRegistryChange(qsizetype watch)
 {
-    Q_EMIT Probe::registrySpies(*m_context).at(watch)->valueChanged();
+    const QString prefix = Probe::registrySpies(*m_context).at(watch)->prefix();
+    QCOMPARE(m_platform->watches->fire(prefix.section(u'\\', 1)), 1);
 }
 
 /** The number of scans that have started since the last time. Waits for the sources. */
@@ -304,6 +306,31 @@ void tst_KvProgramContext::watchesStandOnTheirKeys()
                                machine + u"RegisteredApplications"_s, user + u"RegisteredApplications"_s,
                                user + u"Kelvo\\Kelvo Launcher\\ExtraInfo"_s};
     QCOMPARE(prefixes, expected);
+    // Only the slots are watched with what is below them.
+    const QStringList calls = m_platform->watches->calls.take();
+    QCOMPARE(calls.filter(u"arm"_s),
+             (QStringList{u"arm 0 5"_s, u"arm 0 5"_s, u"arm 0 5"_s, u"arm 0 5"_s, u"arm 1 5"_s}));
+    QCOMPARE(calls.filter(u"open"_s).constFirst(),
+             u"open 80000002 [Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall] 110"_s);
+    m_context.reset();
+    QCOMPARE(m_platform->watches->openKeys(), QStringList());
+}
+
+void tst_KvProgramContext::watchThatCannotBeHadHasNoEffect()
+{
+    const QString uninstall = u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall"_s;
+    m_platform->watches->openErrors.insert(uninstall, 5);
+    const LogCatcher log;
+    m_context = Probe::create();
+    QCOMPARE(Probe::registrySpies(*m_context).size(), 5);
+    QCOMPARE(log.texts(QtWarningMsg),
+             QStringList{u"[FAIL] can't open registry key: HKEY_LOCAL_MACHINE\\"_s + uninstall + u" err: 5"_s});
+    QVERIFY(scan());
+    QCOMPARE(scans(), 1);
+    QCOMPARE(m_platform->watches->fire(uninstall), 0);
+    emitRegistryChange(1);
+    advance(15'000);
+    QCOMPARE(scans(), 1);
 }
 
 void tst_KvProgramContext::scanPublishesWhatItFinds()

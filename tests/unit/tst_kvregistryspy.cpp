@@ -1,11 +1,13 @@
 #include "../support/FakeRegistry.h"
 #include "../support/FakeSession.h"
+#include "../support/FakeWatches.h"
 #include "../support/LogCatcher.h"
 #include "../support/MetaText.h"
 #include "KvRegistrySpy.h"
 #include "KvSecurity.h"
 #include "platform/Platform.h"
 
+#include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
 #include <thread>
@@ -16,6 +18,9 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString Sid = u"S-1-5-21-7"_s;
+
+constexpr int RetryDelay = 2000;
+constexpr int Patience = 2 * RetryDelay; // For one retry; its timer is a coarse one.
 
 } // namespace
 
@@ -61,9 +66,34 @@ private Q_SLOTS:
     void keyValueKeepsARelativeName();
     void keyValueOnAnUnboundSpy();
 
+    void bindOpensAndArmsTheKey_data();
+    void bindOpensAndArmsTheKey();
+    void bindOfAnUnknownRoot_data();
+    void bindOfAnUnknownRoot();
+    void bindOfAKeyThatDoesNotOpen();
+    void bindOfAKeyThatCannotBeArmed();
+    void bindEndsTheFormerWatch();
+    void failedBindEndsTheFormerWatch();
+    void unbindEndsTheWatch();
+    void unbindOfASpyThatNeverBound();
+    void endOfASpyEndsTheWatch();
+    void changeIsArmedBeforeItIsTold();
+    void changeInsideTheSlotIsToldOnceMore();
+    void changeAfterARearmThatFails();
+    void spyDeletedInsideItsSlot();
+    void unbindInsideItsSlot();
+    void bindInsideItsSlot();
+    void bindForeverOnAKeyThatIsThere();
+    void bindForeverWaitsForTheKey();
+    void bindForeverLooksForTheUserAnew();
+    void unbindDoesNotEndTheSearch();
+    void bindDoesNotEndTheSearch();
+    void endOfASpyEndsTheSearch();
+
 private:
     std::shared_ptr<FakeSession> m_session;
     std::shared_ptr<FakeRegistryStore> m_registry;
+    std::shared_ptr<FakeWatches> m_watches;
 };
 
 void tst_KvRegistrySpy::init()
@@ -75,6 +105,8 @@ void tst_KvRegistrySpy::init()
     auto platform = std::make_shared<KvPlatform::Platform>();
     platform->session = m_session;
     platform->registry = m_registry;
+    m_watches = std::make_shared<FakeWatches>();
+    platform->watches = m_watches;
     KvPlatform::Platform::setCurrent(platform);
     KvSecurity::forget();
     const LogCatcher quiet;
@@ -429,6 +461,343 @@ void tst_KvRegistrySpy::keyValueOnAnUnboundSpy()
     QVERIFY(!spy.keyValue(u"HKCUX\\Name"_s, u"default"_s).isValid());
     QCOMPARE(m_registry->calls.take(), QStringList());
     QCOMPARE(spy.keyValue(u"HKCU\\X\\Name"_s, u"default"_s), QVariant(u"default"_s));
+}
+
+void tst_KvRegistrySpy::bindOpensAndArmsTheKey_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<bool>("withSubtree");
+    QTest::addColumn<QString>("opened");
+    QTest::addColumn<QString>("prefix");
+    const auto row = [](const char *path, bool withSubtree, const char *opened, const char *prefix) {
+        QTest::newRow(path) << QString::fromLatin1(path) << withSubtree << QString::fromLatin1(opened)
+                            << QString::fromLatin1(prefix);
+    };
+    row("HKLM\\Software\\X", false, "80000002 [Software\\X]", "HKEY_LOCAL_MACHINE\\Software\\X");
+    row("hkcu\\Software\\x", true, "80000001 [Software\\x]", "HKEY_CURRENT_USER\\Software\\x");
+    row("HKCR\\.txt", false, "80000000 [.txt]", "HKEY_CLASSES_ROOT\\.txt");
+    row("HKCC\\System", true, "80000005 [System]", "HKEY_CURRENT_CONFIG\\System");
+    row("HKU\\.DEFAULT", false, "80000003 [.DEFAULT]", "HKEY_USERS\\.DEFAULT");
+    row("@HKCU\\X", true, "80000003 [S-1-5-21-7\\X]", "HKEY_USERS\\S-1-5-21-7\\X");
+    row("hkey_users\\X", false, "80000003 [X]", "HKEY_USERS\\X");
+    row("HKLM", true, "80000002 []", "HKEY_LOCAL_MACHINE\\");
+}
+
+void tst_KvRegistrySpy::bindOpensAndArmsTheKey()
+{
+    QFETCH(QString, path);
+    QFETCH(bool, withSubtree);
+    QFETCH(QString, opened);
+    QFETCH(QString, prefix);
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QSignalSpy changes(&spy, &KvRegistrySpy::valueChanged);
+    QVERIFY(spy.bind(path, withSubtree));
+    QCOMPARE(m_watches->calls.take(),
+             QStringList({u"open "_s + opened + u" 110"_s, u"arm %1 5"_s.arg(withSubtree), u"notify"_s}));
+    QCOMPARE(spy.prefix(), prefix);
+    QCOMPARE(log.texts(QtInfoMsg), QStringList{u"[REGISTRY] bind "_s + prefix});
+    QCOMPARE(log.lines().size(), 1);
+    QCOMPARE(changes.size(), 0);
+}
+
+void tst_KvRegistrySpy::bindOfAnUnknownRoot_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("prefix");
+    QTest::newRow("unknown") << u"Nowhere\\X"_s << u"NOWHERE\\X"_s;
+    QTest::newRow("relative") << u"Software\\Foo"_s << u"SOFTWARE\\Foo"_s;
+    QTest::newRow("other long name") << u"HKEY_PERFORMANCE_DATA\\X"_s << u"HKEY_PERFORMANCE_DATA\\X"_s;
+    QTest::newRow("nothing") << QString() << u"\\"_s;
+}
+
+void tst_KvRegistrySpy::bindOfAnUnknownRoot()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, prefix);
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QVERIFY(!spy.bind(path, false));
+    QCOMPARE(spy.prefix(), prefix);
+    QCOMPARE(log.texts(QtWarningMsg), QStringList{u"[FAIL] invalid registry key: "_s + prefix});
+    QCOMPARE(log.lines().size(), 1);
+    QCOMPARE(m_watches->calls.take(), QStringList());
+}
+
+void tst_KvRegistrySpy::bindOfAKeyThatDoesNotOpen()
+{
+    m_watches->openErrors.insert(u"Software\\X"_s, 5);
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QVERIFY(!spy.bind(u"HKLM\\Software\\X"_s, false));
+    QCOMPARE(log.texts(QtWarningMsg),
+             QStringList{u"[FAIL] can't open registry key: HKEY_LOCAL_MACHINE\\Software\\X err: 5"_s});
+    spy.unbind();
+    QCOMPARE(log.lines().size(), 1);
+    QCOMPARE(m_watches->calls.take(), QStringList{u"open 80000002 [Software\\X] 110"_s});
+}
+
+void tst_KvRegistrySpy::bindOfAKeyThatCannotBeArmed()
+{
+    m_watches->armError = 6;
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QVERIFY(!spy.bind(u"HKLM\\X"_s, false));
+    QCOMPARE(log.texts(QtWarningMsg), QStringList{u"[FAIL] can't watch registry key: HKEY_LOCAL_MACHINE\\X err: 6"_s});
+    QCOMPARE(m_watches->openKeys(), QStringList{u"X"_s});
+    spy.unbind();
+    QCOMPARE(m_watches->openKeys(), QStringList());
+    QCOMPARE(log.lines().size(), 1);
+}
+
+void tst_KvRegistrySpy::bindEndsTheFormerWatch()
+{
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QSignalSpy changes(&spy, &KvRegistrySpy::valueChanged);
+    QVERIFY(spy.bind(u"HKLM\\X"_s, false));
+    QVERIFY(spy.bind(u"HKLM\\Y"_s, false));
+    QCOMPARE(log.texts(QtInfoMsg),
+             QStringList({u"[REGISTRY] bind HKEY_LOCAL_MACHINE\\X"_s, u"[REGISTRY] unbind HKEY_LOCAL_MACHINE\\X"_s,
+                          u"[REGISTRY] bind HKEY_LOCAL_MACHINE\\Y"_s}));
+    QCOMPARE(m_watches->openKeys(), QStringList{u"Y"_s});
+    m_watches->fire(u"X"_s);
+    QCOMPARE(changes.size(), 0);
+    m_watches->fire(u"Y"_s);
+    QCOMPARE(changes.size(), 1);
+}
+
+void tst_KvRegistrySpy::failedBindEndsTheFormerWatch()
+{
+    m_watches->openErrors.insert(u"Y"_s, 2);
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QVERIFY(spy.bind(u"HKLM\\X"_s, false));
+    QVERIFY(!spy.bind(u"HKLM\\Y"_s, false));
+    QCOMPARE(m_watches->openKeys(), QStringList());
+    QCOMPARE(spy.prefix(), u"HKEY_LOCAL_MACHINE\\Y"_s);
+}
+
+void tst_KvRegistrySpy::unbindEndsTheWatch()
+{
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QSignalSpy changes(&spy, &KvRegistrySpy::valueChanged);
+    QVERIFY(spy.bind(u"HKLM\\X"_s, false));
+    spy.unbind();
+    spy.unbind();
+    QCOMPARE(log.texts(QtInfoMsg),
+             QStringList({u"[REGISTRY] bind HKEY_LOCAL_MACHINE\\X"_s, u"[REGISTRY] unbind HKEY_LOCAL_MACHINE\\X"_s}));
+    QCOMPARE(m_watches->openKeys(), QStringList());
+    QCOMPARE(m_watches->fire(u"X"_s), 0);
+    QCOMPARE(changes.size(), 0);
+}
+
+void tst_KvRegistrySpy::unbindOfASpyThatNeverBound()
+{
+    const LogCatcher log;
+    {
+        KvRegistrySpy spy(nullptr);
+        spy.unbind();
+    }
+    QCOMPARE(log.lines().size(), 0);
+}
+
+void tst_KvRegistrySpy::endOfASpyEndsTheWatch()
+{
+    const LogCatcher log;
+    {
+        KvRegistrySpy spy(nullptr);
+        QVERIFY(spy.bind(u"HKLM\\X"_s, false));
+    }
+    QCOMPARE(log.texts(QtInfoMsg).last(), u"[REGISTRY] unbind HKEY_LOCAL_MACHINE\\X"_s);
+    QCOMPARE(m_watches->openKeys(), QStringList());
+}
+
+void tst_KvRegistrySpy::changeIsArmedBeforeItIsTold()
+{
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QVERIFY(spy.bind(u"HKLM\\X"_s, true));
+    connect(&spy, &KvRegistrySpy::valueChanged, this, [this] { m_watches->calls.add(u"told"_s); });
+    for (int change = 0; change < 3; ++change) {
+        m_watches->calls.take();
+        QCOMPARE(m_watches->fire(u"X"_s), 1);
+        QCOMPARE(m_watches->calls.take(), QStringList({u"arm 1 5"_s, u"told"_s}));
+    }
+    QCOMPARE(log.lines().size(), 1);
+}
+
+void tst_KvRegistrySpy::changeInsideTheSlotIsToldOnceMore()
+{
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QVERIFY(spy.bind(u"HKLM\\X"_s, false));
+    int told = 0;
+    connect(&spy, &KvRegistrySpy::valueChanged, this, [this, &told] {
+        if (++told == 1)
+            m_watches->fire(u"X"_s);
+    });
+    m_watches->fire(u"X"_s);
+    QCOMPARE(told, 2);
+}
+
+void tst_KvRegistrySpy::changeAfterARearmThatFails()
+{
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QSignalSpy changes(&spy, &KvRegistrySpy::valueChanged);
+    QVERIFY(spy.bind(u"HKLM\\X"_s, false));
+    m_watches->armError = 1018;
+    m_watches->fire(u"X"_s);
+    QCOMPARE(changes.size(), 1);
+    QCOMPARE(log.texts(QtWarningMsg),
+             QStringList{u"[FAIL] can't watch registry key: HKEY_LOCAL_MACHINE\\X err: 1018"_s});
+    m_watches->armError = 0;
+    QCOMPARE(m_watches->fire(u"X"_s), 0);
+    QCOMPARE(m_watches->openKeys(), QStringList{u"X"_s});
+    spy.unbind();
+    QCOMPARE(log.texts(QtInfoMsg).last(), u"[REGISTRY] unbind HKEY_LOCAL_MACHINE\\X"_s);
+}
+
+void tst_KvRegistrySpy::spyDeletedInsideItsSlot()
+{
+    const LogCatcher log;
+    auto *const spy = new KvRegistrySpy(this);
+    QVERIFY(spy->bind(u"HKLM\\X"_s, false));
+    connect(spy, &KvRegistrySpy::valueChanged, this, [spy] { delete spy; });
+    QCOMPARE(m_watches->fire(u"X"_s), 1);
+    QCOMPARE(m_watches->openKeys(), QStringList());
+    QVERIFY(!findChild<KvRegistrySpy *>());
+}
+
+void tst_KvRegistrySpy::unbindInsideItsSlot()
+{
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QSignalSpy changes(&spy, &KvRegistrySpy::valueChanged);
+    QVERIFY(spy.bind(u"HKLM\\X"_s, false));
+    connect(&spy, &KvRegistrySpy::valueChanged, &spy, &KvRegistrySpy::unbind);
+    m_watches->fire(u"X"_s);
+    QCOMPARE(m_watches->openKeys(), QStringList());
+    QCOMPARE(changes.size(), 1);
+}
+
+void tst_KvRegistrySpy::bindInsideItsSlot()
+{
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QSignalSpy changes(&spy, &KvRegistrySpy::valueChanged);
+    QVERIFY(spy.bind(u"HKLM\\X"_s, false));
+    connect(&spy, &KvRegistrySpy::valueChanged, &spy, [&spy] { spy.bind(u"HKLM\\Y"_s, true); });
+    m_watches->fire(u"X"_s);
+    QCOMPARE(m_watches->openKeys(), QStringList{u"Y"_s});
+    m_watches->fire(u"Y"_s);
+    QCOMPARE(changes.size(), 2);
+}
+
+void tst_KvRegistrySpy::bindForeverOnAKeyThatIsThere()
+{
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    spy.bindForever(u"HKLM\\X"_s, true);
+    QCOMPARE(log.texts(QtInfoMsg), QStringList{u"[REGISTRY] bind HKEY_LOCAL_MACHINE\\X"_s});
+    QVERIFY(m_watches->calls.take().contains(u"arm 1 5"_s));
+    // What stands needs no second try.
+    QTest::qWait(RetryDelay + RetryDelay / 4);
+    QCOMPARE(m_watches->calls.take(), QStringList());
+    QCOMPARE(log.lines().size(), 1);
+}
+
+void tst_KvRegistrySpy::bindForeverWaitsForTheKey()
+{
+    m_watches->openErrors.insert(u"X"_s, 2);
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    QSignalSpy changes(&spy, &KvRegistrySpy::valueChanged);
+    spy.bindForever(u"HKLM\\X"_s, true);
+    const QStringList failure{u"[FAIL] can't open registry key: HKEY_LOCAL_MACHINE\\X err: 2"_s};
+    QCOMPARE(log.texts(QtWarningMsg), failure);
+    const QStringList tried{u"open 80000002 [X] 110"_s};
+    QCOMPARE(m_watches->calls.take(), tried);
+    QStringList triedAgain;
+    QTRY_VERIFY_WITH_TIMEOUT(!(triedAgain += m_watches->calls.take()).isEmpty(), Patience);
+    QCOMPARE(triedAgain, tried);
+    m_watches->openErrors.clear();
+    QTRY_COMPARE_WITH_TIMEOUT(m_watches->openKeys(), QStringList{u"X"_s}, Patience);
+    QCOMPARE(log.texts(QtWarningMsg), failure);
+    QCOMPARE(log.texts(QtInfoMsg), QStringList{u"[REGISTRY] bind HKEY_LOCAL_MACHINE\\X"_s});
+    QCOMPARE(changes.size(), 0);
+    m_watches->armError = 1018;
+    m_watches->fire(u"X"_s);
+    QCOMPARE(changes.size(), 1);
+    QCOMPARE(log.texts(QtWarningMsg).size(), 2);
+}
+
+void tst_KvRegistrySpy::bindForeverLooksForTheUserAnew()
+{
+    m_session->user.reset();
+    KvSecurity::forget();
+    m_watches->openErrors.insert(u"\\X"_s, 161);
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    spy.bindForever(u"@HKCU\\X"_s, true);
+    QCOMPARE(spy.prefix(), u"HKEY_USERS\\\\X"_s);
+    QCOMPARE(log.texts(QtWarningMsg).filter(u"registry key"_s),
+             QStringList{u"[FAIL] can't open registry key: HKEY_USERS\\\\X err: 161"_s});
+    m_session->user = u"kim"_s;
+    QTRY_COMPARE_WITH_TIMEOUT(m_watches->openKeys(), QStringList{Sid + u"\\X"_s}, Patience);
+    QCOMPARE(spy.prefix(), u"HKEY_USERS\\"_s + Sid + u"\\X"_s);
+    QCOMPARE(log.texts(QtWarningMsg).filter(u"registry key"_s).size(), 1);
+}
+
+void tst_KvRegistrySpy::unbindDoesNotEndTheSearch()
+{
+    m_watches->openErrors.insert(u"X"_s, 2);
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    spy.bindForever(u"HKLM\\X"_s, true);
+    spy.unbind();
+    QCOMPARE(log.texts(QtInfoMsg), QStringList());
+    m_watches->openErrors.clear();
+    QTRY_COMPARE_WITH_TIMEOUT(m_watches->openKeys(), QStringList{u"X"_s}, Patience);
+    spy.unbind();
+    m_watches->calls.take();
+    QTest::qWait(RetryDelay + RetryDelay / 4);
+    QCOMPARE(m_watches->calls.take(), QStringList());
+}
+
+void tst_KvRegistrySpy::bindDoesNotEndTheSearch()
+{
+    m_watches->openErrors.insert(u"X"_s, 2);
+    const LogCatcher log;
+    KvRegistrySpy spy(nullptr);
+    spy.bindForever(u"HKLM\\X"_s, true);
+    QVERIFY(spy.bind(u"HKLM\\Y"_s, false));
+    // While the search goes on, nothing is told of a failure.
+    m_watches->armError = 1018;
+    m_watches->fire(u"Y"_s);
+    QVERIFY(!spy.bind(u"Nowhere\\Z"_s, false));
+    m_watches->armError = 0;
+    QCOMPARE(log.texts(QtWarningMsg).size(), 2);
+    QVERIFY(log.texts(QtWarningMsg).last().contains(u"invalid"_s));
+    m_watches->openErrors.clear();
+    QTest::qWait(RetryDelay + RetryDelay / 4);
+    QCOMPARE(m_watches->openKeys(), QStringList());
+}
+
+void tst_KvRegistrySpy::endOfASpyEndsTheSearch()
+{
+    m_watches->openErrors.insert(u"X"_s, 2);
+    const LogCatcher log;
+    {
+        KvRegistrySpy spy(nullptr);
+        spy.bindForever(u"HKLM\\X"_s, true);
+    }
+    m_watches->calls.take();
+    QTest::qWait(RetryDelay + RetryDelay / 4);
+    QCOMPARE(m_watches->calls.take(), QStringList());
+    QCOMPARE(log.lines().size(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_KvRegistrySpy)

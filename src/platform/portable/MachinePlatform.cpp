@@ -13,6 +13,7 @@
 #include "platform/portable/MachinePackages.h"
 #include "platform/portable/MachineProcesses.h"
 #include "platform/portable/MachineRegistry.h"
+#include "platform/portable/MachineRegistryWatch.h"
 #include "platform/portable/MachineSession.h"
 #include "platform/portable/MachineVersions.h"
 #include "platform/portable/StartJournal.h"
@@ -28,7 +29,9 @@ namespace {
 /** What reads real files through `files` and knows the facts' users, alike for a machine folder and the host. */
 void addCommonParts(Platform *platform, const MachineFacts &facts, const QString &registryFolder)
 {
-    platform->registry = std::make_shared<MachineRegistry>(registryFolder, facts);
+    const auto registry = std::make_shared<MachineRegistry>(registryFolder, facts);
+    platform->registry = registry;
+    platform->watches = std::make_shared<MachineRegistryWatches>(registry);
     platform->session = std::make_shared<MachineSession>(facts);
     platform->tokens = std::make_shared<MachineTokens>(facts);
     platform->processTable = createHostProcessTable();

@@ -5,11 +5,9 @@
 #include "platform/portable/WindowsNames.h"
 
 #include <QtCore/QDebug>
-#include <QtCore/QDir>
-#include <QtCore/QFile>
-#include <QtCore/QSaveFile>
 
 #include <algorithm>
+#include <utility>
 
 namespace KvPlatform {
 
@@ -21,8 +19,6 @@ using RegistryText::Entry;
 constexpr qsizetype MostLevels = 512;
 constexpr qsizetype MostNameLength = 255;
 
-constexpr qint64 MaximumFileSize = 256 * 1024 * 1024;
-const QLatin1String OwnFile("zz-written.reg");
 const QLatin1String Users("HKEY_USERS");
 const QLatin1String DefaultHive(".DEFAULT");
 
@@ -36,7 +32,7 @@ bool isRoot(const QString &name)
 }
 
 /** Roots, HKEY_USERS and the hives in it can be emptied but not removed. */
-bool isPermanent(const QStringList &path)
+bool keepsKey(const QStringList &path)
 {
     return path.size() < 2 || (path.size() == 2 && path.first() == Users);
 }
@@ -91,12 +87,30 @@ Entry makeEntry(Entry::Kind kind, const QStringList &path, const RegistryValue &
     return entry;
 }
 
+void apply(const Entry &entry, const QStringList &path, RegistryTree *tree)
+{
+    switch (entry.kind) {
+    case Entry::AddKey:
+        tree->make(path);
+        break;
+    case Entry::RemoveKey:
+        tree->removeKey(path, keepsKey(path));
+        break;
+    case Entry::SetValue:
+        tree->setValue(path, {entry.name, entry.value, entry.expandable});
+        break;
+    case Entry::RemoveValue:
+        tree->removeValue(path, entry.name);
+        break;
+    }
+}
+
 } // namespace
 
 MachineRegistry::MachineRegistry(const QString &folder, const MachineFacts &facts)
-    : m_folder(folder)
-    , m_processHive(DefaultHive)
+    : m_processHive(DefaultHive)
     , m_userHives({DefaultHive})
+    , m_files(folder)
 {
     if (facts.consoleUser && !facts.consoleUser->sidText.isEmpty())
         m_userHives.insert(upperCased(facts.consoleUser->sidText));
@@ -104,8 +118,7 @@ MachineRegistry::MachineRegistry(const QString &folder, const MachineFacts &fact
         m_processHive = facts.processUser->sidText;
         m_userHives.insert(upperCased(m_processHive));
     }
-    if (!m_folder.isEmpty())
-        loadAll();
+    reload();
 }
 
 std::optional<MachineRegistry::Path> MachineRegistry::pathOf(const QString &key) const
@@ -166,11 +179,22 @@ QVariant MachineRegistry::value(const QString &key, const QString &name, const Q
     return data ? RegistryData::toSetting(*data) : defaultValue;
 }
 
+bool MachineRegistry::isPermanent(const Path &path) const
+{
+    return path.size() == 1 || (path.size() == 2 && path.first() == Users && m_userHives.contains(upperCased(path[1])));
+}
+
 bool MachineRegistry::isWritable(const Path &path) const
 {
     if (path.first() != Users)
         return true;
     return path.size() > 1 && (m_userHives.contains(upperCased(path[1])) || m_tree.find(path.mid(0, 2)));
+}
+
+void MachineRegistry::note(const Entry &entry)
+{
+    if (!m_files.folder().isEmpty())
+        m_unsaved.add(entry);
 }
 
 void MachineRegistry::setValue(const QString &key, const QString &name, const QVariant &value)
@@ -183,11 +207,26 @@ void MachineRegistry::setValue(const QString &key, const QString &name, const QV
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (!isWritable(address->key))
             return;
-        m_tree.setValue(address->key, written);
-        m_journal.add(makeEntry(Entry::SetValue, address->key, written));
-        ++m_revision;
+        setInTree(address->key, written);
     }
-    changed();
+    saveChanges();
+}
+
+void MachineRegistry::setInTree(const Path &key, const RegistryValue &value)
+{
+    const RegistryKey *const found = m_tree.find(key);
+    if (found) {
+        const auto place = found->values.find(upperCased(value.name));
+        if (place != found->values.end() && place->second.hasSameData(value))
+            return;
+    }
+    qsizetype existing = key.size();
+    while (existing > 0 && !m_tree.find(key.mid(0, existing)))
+        --existing;
+    m_tree.setValue(key, value);
+    note(makeEntry(Entry::SetValue, key, value));
+    for (; existing <= key.size(); ++existing)
+        m_watched.tellChange(key.mid(0, existing));
 }
 
 void MachineRegistry::remove(const QString &key, const QString &name)
@@ -198,36 +237,31 @@ void MachineRegistry::remove(const QString &key, const QString &name)
     const QStringList names = namesIn(name);
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        bool isChanged = false;
         if (!names.isEmpty() && m_tree.removeValue(address->key, address->name)) {
-            m_journal.add(makeEntry(Entry::RemoveValue, address->key, {address->name, QVariant(), false}));
-            isChanged = true;
+            note(makeEntry(Entry::RemoveValue, address->key, {address->name, QVariant(), false}));
+            m_watched.tellChange(address->key);
         }
         // "Default" and "." stand for a value's name only, not for a key's.
-        const Path below = names.isEmpty() ? address->key : address->key + QStringList{names.last()};
-        if (!removeKey(below) && !isChanged)
-            return;
-        ++m_revision;
+        removeKey(names.isEmpty() ? address->key : address->key + QStringList{names.last()});
     }
-    changed();
+    saveChanges();
 }
 
-bool MachineRegistry::removeKey(const Path &path)
+void MachineRegistry::removeKey(const Path &path)
 {
-    if (!isPermanent(path)) {
-        const bool isRemoved = m_tree.removeKey(path, false);
-        if (isRemoved)
-            m_journal.add(makeEntry(Entry::RemoveKey, path));
-        return isRemoved;
-    }
     const RegistryKey *const key = m_tree.find(path);
     if (!key || path == Path{Users})
-        return false;
-    for (const auto &[upper, child] : key->children)
-        m_journal.add(makeEntry(Entry::RemoveKey, path + Path{child->name}));
-    for (const auto &[upper, value] : key->values)
-        m_journal.add(makeEntry(Entry::RemoveValue, path, {value.name, QVariant(), false}));
-    return m_tree.removeKey(path, true);
+        return;
+    if (!keepsKey(path)) {
+        note(makeEntry(Entry::RemoveKey, path));
+    } else {
+        for (const auto &[upper, child] : key->children)
+            note(makeEntry(Entry::RemoveKey, path + Path{child->name}));
+        for (const auto &[upper, value] : key->values)
+            note(makeEntry(Entry::RemoveValue, path, {value.name, QVariant(), false}));
+    }
+    m_tree.removeKey(path, keepsKey(path));
+    m_watched.tellRemoval(path, keepsKey(path));
 }
 
 QStringList MachineRegistry::childGroups(const QString &key) const
@@ -258,91 +292,141 @@ QStringList MachineRegistry::allKeys(const QString &key) const
     return names;
 }
 
-void MachineRegistry::loadAll()
+MachineRegistry::Content MachineRegistry::load()
 {
-    QStringList names = QDir(m_folder).entryList({QStringLiteral("*.reg")}, QDir::Files | QDir::Hidden);
-    std::sort(names.begin(), names.end(),
-              [](const QString &one, const QString &other) { return upperCased(one) < upperCased(other); });
-    for (const QString &name : std::as_const(names))
-        loadFile(m_folder + u'/' + name, name == OwnFile);
+    Content content;
+    m_files.read([this, &content](const RegistryFiles::File &file) { loadFile(file, &content); });
+    return content;
 }
 
-void MachineRegistry::loadFile(const QString &path, bool isOwn)
+void MachineRegistry::loadFile(const RegistryFiles::File &file, Content *content) const
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > MaximumFileSize) {
-        const QString reason = file.isOpen() ? QStringLiteral("larger than 256 MiB") : file.errorString();
-        qWarning().noquote() << QStringLiteral("[MACHINE] %1: %2").arg(path, reason);
-        return;
-    }
-    const RegistryText::Document document = RegistryText::parse(file.readAll());
+    const auto warn = [&file](const QString &text) {
+        if (file.isNew)
+            qWarning().noquote() << QStringLiteral("[MACHINE] ") + file.path + text;
+    };
+    const RegistryText::Document document = RegistryText::parse(file.content);
     for (const RegistryText::Fault &fault : document.faults)
-        qWarning().noquote() << QStringLiteral("[MACHINE] %1:%2: %3").arg(path).arg(fault.line).arg(fault.text);
+        warn(QStringLiteral(":%1: %2").arg(fault.line).arg(fault.text));
     QString refused;
-    for (const Entry &entry : document.entries) {
-        if (!apply(entry, isOwn) && entry.key != refused) {
+    for (Entry entry : document.entries) {
+        const std::optional<Path> path = pathOf(entry.key);
+        if (!path) {
+            if (entry.key != refused)
+                warn(QStringLiteral(": no such root, or too deep: ") + entry.key.left(MostNameLength));
             refused = entry.key;
-            const QString shown = refused.left(MostNameLength);
-            qWarning().noquote() << QStringLiteral("[MACHINE] %1: no such root, or too deep: %2").arg(path, shown);
+            continue;
+        }
+        apply(entry, *path, &content->tree);
+        if (file.isWritten) {
+            entry.key = joined(*path);
+            content->written.add(entry);
         }
     }
 }
 
-bool MachineRegistry::apply(const Entry &entry, bool isOwn)
+void MachineRegistry::reload()
 {
-    const std::optional<Path> path = pathOf(entry.key);
-    if (!path)
-        return false;
+    const std::lock_guard<std::mutex> fileLock(m_fileMutex);
+    reloadFiles();
+}
+
+void MachineRegistry::reloadFiles()
+{
+    Content content = load();
+    m_written = std::move(content.written);
     const std::lock_guard<std::mutex> lock(m_mutex);
-    switch (entry.kind) {
-    case Entry::AddKey:
-        m_tree.make(*path);
-        break;
-    case Entry::RemoveKey:
-        m_tree.removeKey(*path, isPermanent(*path));
-        break;
-    case Entry::SetValue:
-        m_tree.setValue(*path, {entry.name, entry.value, entry.expandable});
-        break;
-    case Entry::RemoveValue:
-        m_tree.removeValue(*path, entry.name);
-        break;
-    }
-    if (isOwn) {
-        Entry kept = entry;
-        kept.key = joined(*path);
-        m_journal.add(kept);
-    }
+    for (const Entry &entry : m_unsaved.entries())
+        apply(entry, entry.key.split(u'\\'), &content.tree);
+    m_watched.tellDifference(m_tree, content.tree);
+    m_tree = std::move(content.tree);
+}
+
+void MachineRegistry::refresh()
+{
+    const std::lock_guard<std::mutex> fileLock(m_fileMutex);
+    if (!m_files.areCurrent())
+        reloadFiles();
+}
+
+bool MachineRegistry::openKey(const QString &key, WatchedKey *watched)
+{
+    refresh();
+    const std::optional<Path> path = pathOf(key);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (!path || (!m_tree.find(*path) && !isPermanent(*path)))
+        return false;
+    for (const QString &name : *path)
+        watched->path.append(upperCased(name));
+    watched->isPermanent = isPermanent(*path);
+    m_watched.add(watched);
     return true;
 }
 
-/** Comes after each write, without a lock held. */
-void MachineRegistry::changed()
+bool MachineRegistry::armKey(WatchedKey *watched, bool withSubtree)
 {
-    if (m_folder.isEmpty())
-        return;
-    const std::lock_guard<std::mutex> saveLock(m_saveMutex);
-    QByteArray text;
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        // Another thread's save may have taken this change along.
-        if (m_revision == m_savedRevision)
-            return;
-        m_savedRevision = m_revision;
-        text = RegistryText::serialize(m_journal.entries());
-    }
-    save(text);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    watched->isArmed = !watched->isDeleted;
+    watched->withSubtree = withSubtree;
+    return watched->isArmed;
 }
 
-void MachineRegistry::save(const QByteArray &text)
+void MachineRegistry::closeKey(WatchedKey *watched)
 {
-    QDir().mkpath(m_folder);
-    QSaveFile file(m_folder + u'/' + OwnFile);
-    if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.commit())
-        return;
-    if (!m_hasWarned)
-        qWarning().noquote() << QStringLiteral("[MACHINE] %1: %2").arg(file.fileName(), file.errorString());
-    m_hasWarned = true;
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_watched.remove(watched);
+}
+
+/** Comes after each change, without m_mutex held. */
+void MachineRegistry::saveChanges()
+{
+    const std::lock_guard<std::mutex> fileLock(m_fileMutex);
+    {
+        // Another thread's save may have taken the change along.
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_unsaved.entries().isEmpty())
+            return;
+    }
+    const std::unique_ptr<FolderLock> processLock = m_files.lock();
+    if (!processLock)
+        return warnOnce(QStringLiteral("can't be locked"));
+    if (!m_files.areCurrent())
+        reloadFiles();
+    RegistryJournal unsaved;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        unsaved = std::exchange(m_unsaved, RegistryJournal());
+    }
+    if (!save(unsaved))
+        keepUnsaved(std::move(unsaved));
+}
+
+bool MachineRegistry::save(const RegistryJournal &changes)
+{
+    RegistryJournal written = m_written;
+    for (const Entry &entry : changes.entries())
+        written.add(entry);
+    const QString problem = m_files.write(RegistryText::serialize(written.entries()));
+    if (!problem.isEmpty()) {
+        warnOnce(problem);
+        return false;
+    }
+    m_written = std::move(written);
+    return true;
+}
+
+void MachineRegistry::keepUnsaved(RegistryJournal former)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const Entry &entry : m_unsaved.entries())
+        former.add(entry);
+    m_unsaved = std::move(former);
+}
+
+void MachineRegistry::warnOnce(const QString &problem)
+{
+    if (!std::exchange(m_hasWarned, true))
+        qWarning().noquote() << QStringLiteral("[MACHINE] %1: %2").arg(m_files.writtenPath(), problem);
 }
 
 } // namespace KvPlatform

@@ -4,6 +4,11 @@
 
 namespace KvPlatform {
 
+bool RegistryValue::hasSameData(const RegistryValue &other) const
+{
+    return isExpandable == other.isExpandable && data.typeId() == other.data.typeId() && data == other.data;
+}
+
 const RegistryKey *RegistryTree::find(const QStringList &path) const
 {
     const RegistryKey *key = &m_root;

@@ -15,6 +15,9 @@ struct RegistryValue
     QString name; ///< As it was first written; empty for the default value.
     QVariant data;
     bool isExpandable = false; ///< The text is REG_EXPAND_SZ.
+
+    /** Whether both hold the same, whatever their names. */
+    bool hasSameData(const RegistryValue &other) const;
 };
 
 /** A key with all below it. Both maps go by upper-cased name, which is the registry's order. */

@@ -8,6 +8,7 @@
 #include "platform/win/WinProcesses.h"
 #include "platform/win/WinProcessTable.h"
 #include "platform/win/WinRegistry.h"
+#include "platform/win/WinRegistryWatch.h"
 #include "platform/win/WinSession.h"
 #include "platform/win/WinTokens.h"
 #include "platform/win/WinVersions.h"
@@ -28,6 +29,7 @@ std::shared_ptr<const Platform> createPlatform()
     platform->session = std::make_shared<WinSession>();
     platform->tokens = std::make_shared<WinTokens>();
     platform->versions = std::make_shared<WinVersions>();
+    platform->watches = std::make_shared<WinRegistryWatches>();
     return platform;
 }
 

@@ -74,7 +74,7 @@ private:
     Value m_value = Traits::none();
 };
 
-/** Kernel objects whose functions tell failure by a null handle: tokens and processes. */
+/** Kernel objects whose functions tell failure by a null handle: tokens, processes and events. */
 struct NullHandleTraits
 {
     using Value = HANDLE;
@@ -96,6 +96,14 @@ struct IconTraits
     using Value = HICON;
     static Value none() { return nullptr; }
     static void giveBack(Value icon) { DestroyIcon(icon); }
+};
+
+/** Open keys of the registry. */
+struct RegistryKeyTraits
+{
+    using Value = HKEY;
+    static Value none() { return nullptr; }
+    static void giveBack(Value key) { RegCloseKey(key); }
 };
 
 /** Memory from CoTaskMemAlloc. */
@@ -137,6 +145,7 @@ struct InterfaceTraits
 using UniqueHandle = Unique<NullHandleTraits>;
 using UniqueFind = Unique<FindTraits>;
 using UniqueIcon = Unique<IconTraits>;
+using UniqueRegistryKey = Unique<RegistryKeyTraits>;
 
 template<typename Type>
 using UniqueTaskMemory = Unique<TaskMemoryTraits<Type>>;

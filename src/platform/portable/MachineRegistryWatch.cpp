@@ -1,0 +1,164 @@
+#include "platform/portable/MachineRegistryWatch.h"
+
+#include "platform/portable/MachineRegistry.h"
+
+#include <QtCore/QAbstractEventDispatcher>
+#include <QtCore/QCoreApplication>
+#include <QtCore/QEvent>
+#include <QtCore/QFileInfo>
+#include <QtCore/QFileSystemWatcher>
+#include <QtCore/QThread>
+#include <QtCore/QTimer>
+
+#include <utility>
+
+namespace KvPlatform {
+
+namespace {
+
+constexpr int BatchTime = 10; // Milliseconds in which changes of files are taken together.
+constexpr quint32 FileNotFound = 2;
+constexpr quint32 KeyDeleted = 1018;
+
+QString rootName(quint32 root)
+{
+    switch (root) {
+    case 0x80000000:
+        return QStringLiteral("HKEY_CLASSES_ROOT");
+    case 0x80000001:
+        return QStringLiteral("HKEY_CURRENT_USER");
+    case 0x80000002:
+        return QStringLiteral("HKEY_LOCAL_MACHINE");
+    case 0x80000003:
+        return QStringLiteral("HKEY_USERS");
+    case 0x80000005:
+        return QStringLiteral("HKEY_CURRENT_CONFIG");
+    default:
+        return QString();
+    }
+}
+
+/** Where the notices of one watch arrive. */
+class Receiver final : public QObject
+{
+public:
+    std::function<void()> onChange;
+
+protected:
+    bool event(QEvent *event) override
+    {
+        if (event->type() != QEvent::User)
+            return QObject::event(event);
+        // What it calls may be the end of this object.
+        if (const std::function<void()> call = onChange)
+            call();
+        return true;
+    }
+};
+
+} // namespace
+
+/** Has one thread take in what other processes write. */
+class MachineRegistryWatches::FolderWatch final : public QObject
+{
+public:
+    explicit FolderWatch(std::shared_ptr<MachineRegistry> registry)
+        : m_registry(std::move(registry))
+    {
+        m_batch.setSingleShot(true);
+        m_batch.setInterval(BatchTime);
+        connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &FolderWatch::onChanged);
+        connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &FolderWatch::onChanged);
+        connect(&m_batch, &QTimer::timeout, this, [this] {
+            watchFiles();
+            m_registry->refresh();
+        });
+        watchFiles();
+    }
+
+private:
+    void onChanged()
+    {
+        if (!m_batch.isActive())
+            m_batch.start();
+    }
+
+    void watchFiles()
+    {
+        // Anew each time: a file that was replaced is another one, and its watch is with the former one.
+        const QStringList former = m_watcher.files() + m_watcher.directories();
+        if (!former.isEmpty())
+            m_watcher.removePaths(former);
+        const QString folder = m_registry->folder();
+        const bool hasFolder = QFileInfo(folder).isDir();
+        m_watcher.addPath(hasFolder ? folder : QFileInfo(folder).path());
+        const QStringList files = RegistryFiles::paths(folder);
+        if (!files.isEmpty())
+            m_watcher.addPaths(files);
+    }
+
+    const std::shared_ptr<MachineRegistry> m_registry;
+    QFileSystemWatcher m_watcher;
+    QTimer m_batch;
+};
+
+class MachineRegistryWatches::Watch final : public RegistryWatch
+{
+public:
+    Watch(std::shared_ptr<MachineRegistry> registry, std::shared_ptr<FolderWatch> files)
+        : m_registry(std::move(registry))
+        , m_files(std::move(files))
+    {
+        m_key.receiver = &m_receiver;
+    }
+
+    ~Watch() override { m_registry->closeKey(&m_key); }
+
+    bool open(const QString &key) { return m_registry->openKey(key, &m_key); }
+
+    quint32 arm(bool watchSubtree, quint32) override
+    {
+        QCoreApplication::removePostedEvents(&m_receiver, QEvent::User);
+        return m_registry->armKey(&m_key, watchSubtree) ? 0 : KeyDeleted;
+    }
+
+    void notify(std::function<void()> onChange) override { m_receiver.onChange = std::move(onChange); }
+
+private:
+    const std::shared_ptr<MachineRegistry> m_registry;
+    const std::shared_ptr<FolderWatch> m_files;
+    Receiver m_receiver;
+    WatchedKey m_key;
+};
+
+MachineRegistryWatches::MachineRegistryWatches(std::shared_ptr<MachineRegistry> registry)
+    : m_registry(std::move(registry))
+{}
+
+MachineRegistryWatches::~MachineRegistryWatches() = default;
+
+std::shared_ptr<MachineRegistryWatches::FolderWatch> MachineRegistryWatches::folderWatch() const
+{
+    if (m_registry->folder().isEmpty() || !QAbstractEventDispatcher::instance())
+        return nullptr;
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    std::weak_ptr<FolderWatch> &shared = m_folderWatches[QThread::currentThread()];
+    std::shared_ptr<FolderWatch> watch = shared.lock();
+    if (!watch) {
+        watch = std::make_shared<FolderWatch>(m_registry);
+        shared = watch;
+    }
+    return watch;
+}
+
+RegistryWatchResult MachineRegistryWatches::open(quint32 root, const QString &subKey, quint32) const
+{
+    const QString key = subKey.isEmpty() ? rootName(root) : rootName(root) + u'\\' + subKey;
+    // The files are watched before they are read, so that nothing is missed in between.
+    auto watch = std::make_unique<Watch>(m_registry, folderWatch());
+    if (!watch->open(key))
+        return {nullptr, FileNotFound};
+    return {std::move(watch), 0};
+}
+
+} // namespace KvPlatform
