@@ -11,6 +11,7 @@
 #include "platform/portable/MachineRegistry.h"
 #include "platform/portable/MachineSession.h"
 #include "platform/portable/MachineVersions.h"
+#include "platform/portable/StartJournal.h"
 
 #include <XEnvironment.h>
 
@@ -40,7 +41,8 @@ std::shared_ptr<const Platform> createMachinePlatform(const QString &folder)
     platform->files = std::make_shared<MachineFiles>(std::make_shared<const MachineDrives>(path));
     platform->environment = std::make_shared<MachineEnvironment>(facts->environment);
     platform->folders = std::make_shared<MachineFolders>(facts->folders);
-    platform->packages = std::make_shared<MachinePackages>(facts);
+    platform->packages = std::make_shared<MachinePackages>(
+        facts, platform->files, std::make_shared<StartJournal>(path + QStringLiteral("/starts.jsonl")));
     addCommonParts(platform.get(), *facts, path + QStringLiteral("/registry"));
     if (!facts->metadata.isEmpty())
         XEnvironment::setDefault(QStringLiteral("app.metadata"), facts->metadata);

@@ -1,0 +1,27 @@
+#include "platform/portable/StartJournal.h"
+
+#include <QtCore/QDebug>
+#include <QtCore/QFile>
+#include <QtCore/QJsonDocument>
+
+namespace KvPlatform {
+
+StartJournal::StartJournal(QString path)
+    : m_path(std::move(path))
+{}
+
+void StartJournal::add(const QJsonObject &start)
+{
+    if (m_path.isEmpty())
+        return;
+    const QByteArray line = QJsonDocument(start).toJson(QJsonDocument::Compact) + '\n';
+    const QMutexLocker lock(&m_mutex);
+    QFile file(m_path);
+    // Unbuffered, so that another process's line can't come into the middle of this one.
+    if (file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered) && file.write(line) == line.size())
+        return;
+    if (!std::exchange(m_hasWarned, true))
+        qWarning().noquote() << QStringLiteral("[MACHINE] %1: %2").arg(m_path, file.errorString());
+}
+
+} // namespace KvPlatform
