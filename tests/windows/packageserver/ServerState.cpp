@@ -64,7 +64,8 @@ void ServerState::loadScript()
             return;
     }
     QFile file(qEnvironmentVariable("KV_PACKAGE_SCRIPT"));
-    setScript(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("{}"));
+    const bool isNamed = !file.fileName().isEmpty();
+    setScript(isNamed && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("{}"));
 }
 
 QJsonObject ServerState::script() const
