@@ -45,7 +45,8 @@ std::optional<QString> localUserId()
 {
     constexpr int LocalUser = 0;
     constexpr int LocallyAuthenticated = 1;
-    for (const auto &user : Platform::current()->packages->findAllUsers()) {
+    const std::unique_ptr<KvPlatform::UserList> users = Platform::current()->packages->findAllUsers();
+    while (const std::unique_ptr<KvPlatform::RuntimeUser> user = users->next()) {
         if (user->type() == LocalUser && user->authenticationStatus() == LocallyAuthenticated)
             return user->nonRoamableId();
     }

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <QtCore/QByteArray>
 #include <QtCore/QString>
 
 #include <memory>
-#include <vector>
+#include <optional>
 
 namespace KvPlatform {
 
@@ -40,6 +41,32 @@ struct PackageVersion
     quint16 revision = 0;
 };
 
+/** What a bitmap holds, in the form of QImage::Format_RGBA8888_Premultiplied without gaps between the rows. */
+struct BitmapPixels
+{
+    int width = 0;
+    int height = 0;
+    QByteArray bytes; ///< 4 * width * height of them.
+};
+
+/** A decoded picture. Source: Windows.Graphics.Imaging.SoftwareBitmap. Every operation may raise hresult_error. */
+class SoftwareBitmap
+{
+public:
+    virtual ~SoftwareBitmap();
+    virtual int pixelFormat() const = 0; ///< 30 is Rgba8.
+    virtual int alphaMode() const = 0;   ///< 0 is Premultiplied, 1 Straight, 2 Ignore.
+
+    /** The same picture in another format. Never null. Source: SoftwareBitmap.Convert. */
+    virtual std::unique_ptr<SoftwareBitmap> convert(int pixelFormat, int alphaMode) const = 0;
+
+    /**
+     * The content as it lies in memory, read as 4 bytes for each pixel whatever the format is. Nothing if the memory
+     * can't be reached, or is too small for that. Source: IMemoryBufferByteAccess::GetBuffer.
+     */
+    virtual std::optional<BitmapPixels> pixels() const = 0;
+};
+
 /** A user known to the session. Source: Windows.System.User. Every operation may raise hresult_error. */
 class RuntimeUser
 {
@@ -50,13 +77,19 @@ public:
     virtual QString nonRoamableId() const = 0;
 };
 
-/** Texts of an app list entry. Source: Windows.ApplicationModel.AppDisplayInfo. May raise hresult_error. */
+/** Texts and picture of an app list entry. Source: Windows.ApplicationModel.AppDisplayInfo. May raise hresult_error. */
 class AppDisplayInfo
 {
 public:
     virtual ~AppDisplayInfo();
     virtual QString displayName() const = 0;
     virtual QString description() const = 0;
+
+    /**
+     * The largest logo of the entry that fits into the size, decoded; waits for the system without a limit. Null on a
+     * system that decodes none. Source: GetLogo, BitmapDecoder.
+     */
+    virtual std::unique_ptr<SoftwareBitmap> logo(float width, float height) const;
 };
 
 /** One startable entry of a package. Source: Windows.ApplicationModel.Core.AppListEntry. May raise hresult_error. */
@@ -66,6 +99,15 @@ public:
     virtual ~AppListEntry();
     virtual std::unique_ptr<AppDisplayInfo> displayInfo() const = 0;
     virtual QString appUserModelId() const = 0;
+
+    /** Begins to start the entry and doesn't wait for what comes of it. Source: LaunchAsync. */
+    virtual void launch() const;
+
+    /**
+     * The same for a user of the same platform's; null is passed on, and the system decides what it means. Source:
+     * LaunchForUserAsync, which Windows has since version 1803.
+     */
+    virtual void launchForUser(const RuntimeUser *user) const;
 };
 
 /** A package's identity. Source: Windows.ApplicationModel.PackageId. May raise hresult_error. */
@@ -86,7 +128,17 @@ public:
     virtual std::unique_ptr<Item> next() = 0;
 };
 
-using AppListEntries = RuntimeIterator<AppListEntry>;
+using UserList = RuntimeIterator<RuntimeUser>;
+
+/** The entries of a package, one after the other or by position. Every operation may raise hresult_error. */
+class AppListEntries : public RuntimeIterator<AppListEntry>
+{
+public:
+    virtual quint32 size() const = 0;
+
+    /** The entry at a position below size(), without regard to how far next() has come. Never null. */
+    virtual std::unique_ptr<AppListEntry> at(quint32 index) const = 0;
+};
 
 /** An installed package. Source: Windows.ApplicationModel.Package. May raise hresult_error. */
 class Package
@@ -114,6 +166,12 @@ public:
 
     /** The packages of one user; an empty id is the calling user. Never null. */
     virtual std::unique_ptr<PackageList> findPackagesForUser(const QString &userSecurityId) const = 0;
+
+    /** A package of any user; needs elevation. Null if there is none. */
+    virtual std::unique_ptr<Package> findPackage(const QString &fullName) const;
+
+    /** A package of one user; an empty id is the calling user. Null if there is none. */
+    virtual std::unique_ptr<Package> findPackageForUser(const QString &userSecurityId, const QString &fullName) const;
 };
 
 /** The entry points to the package system. */
@@ -122,8 +180,12 @@ class Packages
 public:
     virtual ~Packages();
 
-    /** The users known to the session, in the system's order; waits for the system. May raise hresult_error. */
-    virtual std::vector<std::unique_ptr<RuntimeUser>> findAllUsers() const;
+    /** The users known to the session, in the system's order; waits for the system. Never null. May raise
+     * hresult_error. */
+    virtual std::unique_ptr<UserList> findAllUsers() const;
+
+    /** The user of that id; null if there is none. May raise hresult_error. Source: Windows.System.User.GetFromId. */
+    virtual std::unique_ptr<RuntimeUser> userFromId(const QString &nonRoamableId) const;
 
     /** The package manager, or null on a system that has none. May raise hresult_error. */
     virtual std::unique_ptr<PackageManager> packageManager() const;

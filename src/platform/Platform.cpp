@@ -29,6 +29,12 @@ constexpr quint32 CallNotImplemented = 120; // ERROR_CALL_NOT_IMPLEMENTED
 constexpr quint32 WaitFailed = 0xFFFFFFFF;
 constexpr quint16 UnitedStatesEnglish = 0x0409;
 
+class NoUsers final : public UserList
+{
+public:
+    std::unique_ptr<RuntimeUser> next() override { return nullptr; }
+};
+
 class HostLinkWalk final : public LinkWalk
 {
 public:
@@ -180,6 +186,7 @@ std::optional<QImage> Icons::associatedIcon(const QString &, quint16) const
     return std::nullopt;
 }
 
+SoftwareBitmap::~SoftwareBitmap() = default;
 RuntimeUser::~RuntimeUser() = default;
 AppDisplayInfo::~AppDisplayInfo() = default;
 AppListEntry::~AppListEntry() = default;
@@ -188,9 +195,35 @@ Package::~Package() = default;
 PackageManager::~PackageManager() = default;
 Packages::~Packages() = default;
 
-std::vector<std::unique_ptr<RuntimeUser>> Packages::findAllUsers() const
+std::unique_ptr<SoftwareBitmap> AppDisplayInfo::logo(float, float) const
 {
-    return {};
+    return nullptr;
+}
+
+void AppListEntry::launch() const
+{}
+
+void AppListEntry::launchForUser(const RuntimeUser *) const
+{}
+
+std::unique_ptr<Package> PackageManager::findPackage(const QString &) const
+{
+    return nullptr;
+}
+
+std::unique_ptr<Package> PackageManager::findPackageForUser(const QString &, const QString &) const
+{
+    return nullptr;
+}
+
+std::unique_ptr<UserList> Packages::findAllUsers() const
+{
+    return std::make_unique<NoUsers>();
+}
+
+std::unique_ptr<RuntimeUser> Packages::userFromId(const QString &) const
+{
+    return nullptr;
 }
 
 std::unique_ptr<PackageManager> Packages::packageManager() const

@@ -16,11 +16,20 @@ struct FakeUser
     QString nonRoamableId = {};
 };
 
+struct FakeBitmap
+{
+    int pixelFormat = 30;
+    int alphaMode = 0;
+    KvPlatform::BitmapPixels pixels = {};
+    bool isReachable = true; ///< Whether its memory can be got at.
+};
+
 struct FakeEntry
 {
     QString displayName = {};
     QString description = {};
     QString appUserModelId = {};
+    FakeBitmap logo = {};
 };
 
 struct FakePackage
@@ -35,7 +44,8 @@ struct FakePackage
     static FakePackage of(const QString &name, const QString &appUserModelId,
                           const KvPlatform::PackageVersion &version = {1, 0, 0, 0})
     {
-        return {name + QLatin1String("_x64"), name, QStringLiteral("Contoso"), version, {{name, {}, appUserModelId}}};
+        return {
+            name + QLatin1String("_x64"), name, QStringLiteral("Contoso"), version, {{name, {}, appUserModelId, {}}}};
     }
 };
 
@@ -59,13 +69,20 @@ public:
     /** Asked at each call, with its name: true makes the call raise an error. */
     std::function<bool(const QString &)> fails;
 
-    std::vector<std::unique_ptr<KvPlatform::RuntimeUser>> findAllUsers() const override
+    std::unique_ptr<KvPlatform::UserList> findAllUsers() const override
     {
         call("findAllUsers");
-        std::vector<std::unique_ptr<KvPlatform::RuntimeUser>> result;
-        for (const FakeUser &user : users)
-            result.push_back(std::make_unique<User>(*this, user));
-        return result;
+        return std::make_unique<Iterator<KvPlatform::RuntimeUser, User, FakeUser>>(*this, "nextUser", users);
+    }
+
+    std::unique_ptr<KvPlatform::RuntimeUser> userFromId(const QString &nonRoamableId) const override
+    {
+        call(QLatin1String("userFromId ") + nonRoamableId);
+        for (const FakeUser &user : users) {
+            if (user.nonRoamableId == nonRoamableId)
+                return std::make_unique<User>(*this, user);
+        }
+        return nullptr;
     }
 
     std::unique_ptr<KvPlatform::PackageManager> packageManager() const override
@@ -113,6 +130,9 @@ private:
         int type() const override { return answer("type", data.type); }
         int authenticationStatus() const override { return answer("authenticationStatus", data.authenticationStatus); }
         QString nonRoamableId() const override { return answer("nonRoamableId", data.nonRoamableId); }
+
+        /** The id without a call. */
+        const QString &id() const { return data.nonRoamableId; }
     };
 
     class Id final : public Object<KvPlatform::PackageId, FakePackage>
@@ -123,12 +143,35 @@ private:
         KvPlatform::PackageVersion version() const override { return answer("version", data.version); }
     };
 
+    class Bitmap final : public Object<KvPlatform::SoftwareBitmap, FakeBitmap>
+    {
+    public:
+        using Object::Object;
+        int pixelFormat() const override { return answer("pixelFormat", data.pixelFormat); }
+        int alphaMode() const override { return answer("alphaMode", data.alphaMode); }
+        std::unique_ptr<KvPlatform::SoftwareBitmap> convert(int pixelFormat, int alphaMode) const override
+        {
+            system.call(QStringLiteral("convert %1 %2").arg(pixelFormat).arg(alphaMode));
+            return std::make_unique<Bitmap>(system, FakeBitmap{pixelFormat, alphaMode, data.pixels, data.isReachable});
+        }
+        std::optional<KvPlatform::BitmapPixels> pixels() const override
+        {
+            system.call("pixels");
+            return data.isReachable ? std::optional<KvPlatform::BitmapPixels>(data.pixels) : std::nullopt;
+        }
+    };
+
     class Info final : public Object<KvPlatform::AppDisplayInfo, FakeEntry>
     {
     public:
         using Object::Object;
         QString displayName() const override { return answer("entryName", data.displayName); }
         QString description() const override { return answer("description", data.description); }
+        std::unique_ptr<KvPlatform::SoftwareBitmap> logo(float width, float height) const override
+        {
+            system.call(QStringLiteral("logo %1 %2").arg(double(width)).arg(double(height)));
+            return std::make_unique<Bitmap>(system, data.logo);
+        }
     };
 
     class Entry final : public Object<KvPlatform::AppListEntry, FakeEntry>
@@ -141,6 +184,12 @@ private:
             return std::make_unique<Info>(system, data);
         }
         QString appUserModelId() const override { return answer("appUserModelId", data.appUserModelId); }
+        void launch() const override { system.call("launch"); }
+        void launchForUser(const KvPlatform::RuntimeUser *user) const override
+        {
+            const auto *const own = dynamic_cast<const User *>(user);
+            system.call(QLatin1String("launchForUser ") + (own ? own->id() : QStringLiteral("nobody")));
+        }
     };
 
     /** Walks a list; `Item` is made of each element. */
@@ -167,6 +216,33 @@ private:
         qsizetype m_at = 0;
     };
 
+    class Entries final : public KvPlatform::AppListEntries
+    {
+    public:
+        Entries(const FakePackages &packages, const QList<FakeEntry> &list)
+            : m_system(packages)
+            , m_list(list)
+            , m_iterator(packages, "nextEntry", list)
+        {}
+
+        std::unique_ptr<KvPlatform::AppListEntry> next() override { return m_iterator.next(); }
+        quint32 size() const override
+        {
+            m_system.call("size");
+            return static_cast<quint32>(m_list.size());
+        }
+        std::unique_ptr<KvPlatform::AppListEntry> at(quint32 index) const override
+        {
+            m_system.call(QStringLiteral("at %1").arg(index));
+            return std::make_unique<Entry>(m_system, m_list.at(index));
+        }
+
+    private:
+        const FakePackages &m_system;
+        QList<FakeEntry> m_list;
+        Iterator<KvPlatform::AppListEntry, Entry, FakeEntry> m_iterator;
+    };
+
     class Package final : public Object<KvPlatform::Package, FakePackage>
     {
     public:
@@ -181,8 +257,7 @@ private:
         std::unique_ptr<KvPlatform::AppListEntries> appListEntries() const override
         {
             system.call("appListEntries");
-            return std::make_unique<Iterator<KvPlatform::AppListEntry, Entry, FakeEntry>>(system, "nextEntry",
-                                                                                          data.entries);
+            return std::make_unique<Entries>(system, data.entries);
         }
     };
 
@@ -203,7 +278,28 @@ private:
             return list(QLatin1String("findPackagesForUser \"") + userSecurityId + QLatin1Char('"'));
         }
 
+        std::unique_ptr<KvPlatform::Package> findPackage(const QString &fullName) const override
+        {
+            return find(QLatin1String("findPackage ") + fullName, fullName);
+        }
+
+        std::unique_ptr<KvPlatform::Package> findPackageForUser(const QString &userSecurityId,
+                                                                const QString &fullName) const override
+        {
+            return find(QStringLiteral("findPackageForUser \"%1\" %2").arg(userSecurityId, fullName), fullName);
+        }
+
     private:
+        std::unique_ptr<KvPlatform::Package> find(const QString &call, const QString &fullName) const
+        {
+            m_system.call(call);
+            for (const FakePackage &package : m_system.packages) {
+                if (package.fullName == fullName)
+                    return std::make_unique<Package>(m_system, package);
+            }
+            return nullptr;
+        }
+
         std::unique_ptr<KvPlatform::PackageList> list(const QString &call) const
         {
             m_system.call(call);

@@ -331,7 +331,8 @@ void TestMachineFacts::safeAnswers()
     QVERIFY(!safe.links->create() && !safe.links->displayName(file));
     QVERIFY(!safe.versions->load(file));
     QCOMPARE(safe.versions->userInterfaceLanguage(), quint16(0x0409));
-    QVERIFY(safe.packages->findAllUsers().empty() && !safe.packages->packageManager());
+    QVERIFY(!safe.packages->findAllUsers()->next() && !safe.packages->packageManager());
+    QVERIFY(!safe.packages->userFromId(u"user-1"_s));
 }
 
 void TestMachineFacts::currentPlatform()

@@ -1,6 +1,10 @@
+#include "../support/MachineBuilder.h"
+#include "platform/Platform.h"
 #include "platform/portable/MachineFacts.h"
 #include "platform/portable/MachinePackages.h"
 
+#include <QtCore/QBuffer>
+#include <QtGui/QImage>
 #include <QtTest/QTest>
 
 #include <functional>
@@ -20,8 +24,49 @@ private Q_SLOTS:
     void errors_data();
     void errors();
     void errorLeavesOtherMembers();
+    void entriesByPosition();
+    void packageByItsFullName();
+    void onePackageOfAllUsersNeedsElevation();
+    void userByItsId();
+    void launchesAreJournaled();
+    void failedLaunchesAreJournaled();
+    void logoIsAnImageFile();
+    void logoThatIsNoImage_data();
+    void logoThatIsNoImage();
+    void machineWithoutFilesHasNoLogos();
 
 private:
+    /** The error that `call` raises. */
+    template<typename Call>
+    static qint32 codeOf(Call call)
+    {
+        try {
+            call();
+            return 0;
+        } catch (const hresult_error &error) {
+            return error.code();
+        }
+    }
+
+    /** A machine with the package "A", whose entry "one" has a logo and whose entry "two" is broken. */
+    static void addPackage(MachineBuilder &machine)
+    {
+        const QJsonObject error{{u"code"_s, -2147023728}, {u"message"_s, u"Element not found."_s}};
+        machine.addPackage(
+            {{u"fullName"_s, u"A"_s},
+             {u"entries"_s, QJsonArray{QJsonObject{{u"displayName"_s, u"one"_s}, {u"logo"_s, u"C:/Apps/logo.png"_s}},
+                                       QJsonObject{{u"error"_s, error}}}}});
+    }
+
+    static std::unique_ptr<AppListEntry> entry(quint32 index)
+    {
+        return Platform::current()
+            ->packages->packageManager()
+            ->findPackageForUser(QString(), u"A"_s)
+            ->appListEntries()
+            ->at(index);
+    }
+
     static MachinePackages packages(const QByteArray &json);
 };
 
@@ -78,11 +123,12 @@ void TestMachinePackages::users()
         {"type": 0, "authenticationStatus": 1, "nonRoamableId": "user-1"},
         {"type": 2, "authenticationStatus": 0, "nonRoamableId": "user-2"}]})")
                            .findAllUsers();
-    QCOMPARE(users.size(), size_t(2));
-    QCOMPARE(users[0]->authenticationStatus(), 1);
-    QCOMPARE(users[0]->nonRoamableId(), u"user-1"_s);
-    QCOMPARE(users[1]->type(), 2);
-    QVERIFY(packages("{}").findAllUsers().empty());
+    const auto first = users->next();
+    QCOMPARE(first->authenticationStatus(), 1);
+    QCOMPARE(first->nonRoamableId(), u"user-1"_s);
+    QCOMPARE(users->next()->type(), 2);
+    QVERIFY(!users->next());
+    QVERIFY(!packages("{}").findAllUsers()->next());
 }
 
 void TestMachinePackages::packagesOutliveTheManager()
@@ -122,7 +168,7 @@ void TestMachinePackages::errors_data()
     QTest::newRow("all users") << QByteArray(R"({"users": )" + error + "}")
                                << Call([](const Packages &from) { from.findAllUsers(); }) << code;
     QTest::newRow("user") << QByteArray(R"({"users": [)" + error + "]}")
-                          << Call([](const Packages &from) { from.findAllUsers().at(0)->type(); }) << code;
+                          << Call([](const Packages &from) { from.findAllUsers()->next()->type(); }) << code;
 }
 
 void TestMachinePackages::errors()
@@ -146,6 +192,131 @@ void TestMachinePackages::errorLeavesOtherMembers()
                           ->findPackagesForUser(QString());
     QCOMPARE(list->next()->id()->fullName(), u"a"_s);
     QVERIFY(!list->next()->appListEntries()->next());
+}
+
+void TestMachinePackages::entriesByPosition()
+{
+    const auto entries = packages(R"({"packages": [{"fullName": "a", "entries": [
+        {"appUserModelId": "a!1"}, {"appUserModelId": "a!2"}]}]})")
+                             .packageManager()
+                             ->findPackagesForUser(QString())
+                             ->next()
+                             ->appListEntries();
+    QCOMPARE(entries->size(), 2U);
+    QCOMPARE(entries->at(1)->appUserModelId(), u"a!2"_s);
+    QCOMPARE(entries->next()->appUserModelId(), u"a!1"_s);
+    QCOMPARE(codeOf([&entries] { entries->at(2); }), qint32(0x8000000B));
+}
+
+void TestMachinePackages::packageByItsFullName()
+{
+    const auto manager = packages(R"({"packages": [{"fullName": "a_1"}, {"fullName": "B_1"}]})").packageManager();
+    QCOMPARE(manager->findPackageForUser(QString(), u"b_1"_s)->id()->fullName(), u"B_1"_s);
+    QVERIFY(!manager->findPackageForUser(QString(), u"b"_s));
+    QVERIFY(!manager->findPackageForUser(QString(), QString()));
+    const auto broken = packages(R"({"packages": {"error": {"code": -1}}})").packageManager();
+    QCOMPARE(codeOf([&broken] { broken->findPackageForUser(QString(), u"a"_s); }), -1);
+}
+
+void TestMachinePackages::onePackageOfAllUsersNeedsElevation()
+{
+    const QByteArray list = R"("packages": [{"fullName": "a"}]})";
+    const auto limited = packages("{" + list).packageManager();
+    QCOMPARE(codeOf([&limited] { limited->findPackage(u"a"_s); }), qint32(0x80070005));
+    const auto elevated = packages(R"({"elevated": true, )" + list).packageManager();
+    QCOMPARE(elevated->findPackage(u"a"_s)->id()->fullName(), u"a"_s);
+    QVERIFY(!elevated->findPackage(u"b"_s));
+}
+
+void TestMachinePackages::userByItsId()
+{
+    const MachinePackages machine =
+        packages(R"({"users": [{"nonRoamableId": "u-1"}, {"type": 2, "nonRoamableId": "u-2"}]})");
+    QCOMPARE(machine.userFromId(u"u-2"_s)->type(), 2);
+    QVERIFY(!machine.userFromId(u"U-2"_s));
+    const MachinePackages broken = packages(R"({"users": {"error": {"code": -1}}})");
+    QCOMPARE(codeOf([&broken] { broken.userFromId(u"u-1"_s); }), -1);
+}
+
+void TestMachinePackages::launchesAreJournaled()
+{
+    MachineBuilder machine;
+    addPackage(machine);
+    machine.facts().insert(u"users"_s, QJsonArray{QJsonObject{{u"nonRoamableId"_s, u"user-1"_s}}});
+    const ScopedMachine scope(machine);
+    entry(0)->launch();
+    entry(0)->launchForUser(Platform::current()->packages->userFromId(u"user-1"_s).get());
+    QCOMPARE(machine.read(u"starts.jsonl"_s),
+             QByteArray(R"({"call":"package","fullName":"A","index":0})"
+                        "\n"
+                        R"({"call":"package","forUser":"user-1","fullName":"A","index":0})"
+                        "\n"));
+}
+
+void TestMachinePackages::failedLaunchesAreJournaled()
+{
+    MachineBuilder machine;
+    addPackage(machine);
+    const ScopedMachine scope(machine);
+    QCOMPARE(codeOf([] { entry(1)->launch(); }), -2147023728);
+    QCOMPARE(codeOf([] { entry(0)->launchForUser(nullptr); }), qint32(0x80070057));
+    QCOMPARE(machine.read(u"starts.jsonl"_s),
+             QByteArray(R"({"call":"package","error":-2147023728,"fullName":"A","index":1})"
+                        "\n"
+                        R"({"call":"package","error":-2147024809,"fullName":"A","index":0})"
+                        "\n"));
+}
+
+void TestMachinePackages::logoIsAnImageFile()
+{
+    MachineBuilder machine;
+    addPackage(machine);
+    QImage image(3, 2, QImage::Format_ARGB32);
+    image.fill(qRgba(255, 0, 100, 51));
+    QBuffer png;
+    QVERIFY(image.save(&png, "png"));
+    machine.addFile(u"C:/Apps/logo.png"_s, png.data());
+    const ScopedMachine scope(machine);
+    const auto bitmap = entry(0)->displayInfo()->logo(225, 225);
+    QCOMPARE(bitmap->pixelFormat(), 30);
+    QCOMPARE(bitmap->alphaMode(), 0);
+    const auto pixels = bitmap->convert(30, 0)->pixels();
+    QVERIFY(pixels);
+    QCOMPARE(pixels->width, 3);
+    QCOMPARE(pixels->height, 2);
+    QCOMPARE(pixels->bytes, QByteArray("\x33\x00\x14\x33", 4).repeated(6));
+}
+
+void TestMachinePackages::logoThatIsNoImage_data()
+{
+    QTest::addColumn<bool>("exists");
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<qint32>("code");
+    QTest::newRow("absent") << false << QByteArray() << qint32(0x80070002);
+    QTest::newRow("empty") << true << QByteArray() << qint32(0x88982F50);
+    QTest::newRow("no image") << true << QByteArray("\x89PNG\r\n") << qint32(0x88982F50);
+}
+
+void TestMachinePackages::logoThatIsNoImage()
+{
+    QFETCH(bool, exists);
+    QFETCH(QByteArray, content);
+    QFETCH(qint32, code);
+    MachineBuilder machine;
+    addPackage(machine);
+    if (exists)
+        machine.addFile(u"C:/Apps/logo.png"_s, content);
+    const ScopedMachine scope(machine);
+    QCOMPARE(codeOf([] { entry(0)->displayInfo()->logo(225, 225); }), code);
+    QCOMPARE(codeOf([] { entry(1)->displayInfo(); }), -2147023728);
+}
+
+void TestMachinePackages::machineWithoutFilesHasNoLogos()
+{
+    const auto list = packages(R"({"packages": [{"entries": [{"logo": "C:/logo.png"}]}]})")
+                          .packageManager()
+                          ->findPackagesForUser(QString());
+    QVERIFY(!list->next()->appListEntries()->at(0)->displayInfo()->logo(225, 225));
 }
 
 QTEST_GUILESS_MAIN(TestMachinePackages)

@@ -290,8 +290,8 @@ void tst_ProgramSources::elevationChoosesThePackages()
     KvSecurity::forget();
     m_platform->packages->users = {{0, 1, u"local"_s}}; // Found, but not asked for.
     Probe::loadAppsFromPackageManager(*m_scan);
-    const QStringList calls{u"findAllUsers"_s,   u"type"_s, u"authenticationStatus"_s, u"nonRoamableId"_s,
-                            u"packageManager"_s, call,      u"nextPackage"_s};
+    const QStringList calls{u"findAllUsers"_s,  u"nextUser"_s,       u"type"_s, u"authenticationStatus"_s,
+                            u"nonRoamableId"_s, u"packageManager"_s, call,      u"nextPackage"_s};
     QCOMPARE(m_platform->calls->take(), calls);
 }
 
@@ -342,7 +342,8 @@ enum class Scope
 
 Scope scopeOf(const QString &call)
 {
-    static const QStringList user{u"findAllUsers"_s, u"type"_s, u"authenticationStatus"_s, u"nonRoamableId"_s};
+    static const QStringList user{u"findAllUsers"_s, u"nextUser"_s, u"type"_s, u"authenticationStatus"_s,
+                                  u"nonRoamableId"_s};
     static const QStringList package{u"appListEntries"_s, u"nextEntry"_s};
     if (user.contains(call))
         return Scope::User;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Folders.h"
+#include "platform/Packages.h"
 #include "platform/Platform.h"
 #include "platform/Registry.h"
 #include "platform/ShellLinks.h"
@@ -59,8 +60,8 @@ private:
 };
 
 /**
- * This computer, but with two empty Start Menus and no registry, as the platform in force while it lives. So what a
- * scan finds is known on every computer, and nobody's shortcuts change. One at a time, on the main thread.
+ * This computer, but with two empty Start Menus, no packages and no registry, as the platform in force while it lives.
+ * So what a scan finds is known on every computer, and nobody's shortcuts change. One at a time, on the main thread.
  */
 class MenuPlatform
 {
@@ -73,6 +74,7 @@ public:
         folders->user = path(QStringLiteral("user"));
         platform->folders = folders;
         platform->links = links;
+        platform->packages = std::make_shared<KvPlatform::Packages>();
         platform->registry = std::make_shared<KvPlatform::Registry>();
         KvPlatform::Platform::setCurrent(platform);
     }

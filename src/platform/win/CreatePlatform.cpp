@@ -1,4 +1,3 @@
-#include "platform/Packages.h"
 #include "platform/Platform.h"
 #include "platform/win/WinEnvironment.h"
 #include "platform/win/WinFiles.h"
@@ -7,6 +6,7 @@
 #include "platform/win/WinLinks.h"
 #include "platform/win/WinProcesses.h"
 #include "platform/win/WinProcessTable.h"
+#include "platform/win/WinPackages.h"
 #include "platform/win/WinRegistry.h"
 #include "platform/win/WinRegistryWatch.h"
 #include "platform/win/WinSession.h"
@@ -25,6 +25,7 @@ std::shared_ptr<const Platform> createPlatform()
     platform->links = std::make_shared<WinLinks>();
     platform->processes = std::make_shared<WinProcesses>();
     platform->processTable = std::make_shared<WinProcessTable>();
+    platform->packages = std::make_shared<WinPackages>();
     platform->registry = std::make_shared<WinRegistry>();
     platform->session = std::make_shared<WinSession>();
     platform->tokens = std::make_shared<WinTokens>();

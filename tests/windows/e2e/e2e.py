@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""The example host on a Windows onto which installers have put programs.
+"""The example host on a Windows onto which installers have put programs, and on which a test server has packages.
 
-e2e.py TOOLS HOST INSTALLERS OUTPUT: the folder of the tool chain's scripts, the host's program file, the folder with the
-installers, and the folder that gets the picture of the window.
+e2e.py TOOLS HOST INSTALLERS OUTPUT SERVER: the folder of the tool chain's scripts, the host's program file, the folder with
+the installers, the folder that gets the picture of the window, and the server's DLL.
 """
 import json
 import os
@@ -16,9 +16,10 @@ from picture import Picture
 from windows import Windows, windows_path
 
 HERE = Path(__file__).resolve().parent
-TOOLS, HOST, INSTALLERS, OUTPUT = (Path(argument).resolve() for argument in sys.argv[1:5])
+TOOLS, HOST, INSTALLERS, OUTPUT, SERVER = (Path(argument).resolve() for argument in sys.argv[1:6])
 
-DESKTOP, WEB = 2, 3
+MANAGED, DESKTOP, WEB = 1, 2, 3
+GARDEN = "uwp:Green.Garden_1.2.0.7_x64__kvtests"
 LANTERN = "C:/Program Files/Lantern Works/Lantern"
 KONTOR = "C:/Program Files/Kontor"
 OVERVIEW = f"C:/users/{os.environ.get('USER') or 'root'}/AppData/Local/Programs/Übersicht"
@@ -47,7 +48,9 @@ class EndToEnd(unittest.TestCase):
     def setUpClass(cls):
         cls.windows = Windows(TOOLS)
         cls.addClassCleanup(cls.windows.close)
+        cls.windows.register_packages(SERVER)
         cls.empty = cls.scan()
+        cls.windows.serve_packages(HERE / "packages.json")
         for name in ("lantern", "overview", "kontor"):
             done = cls.windows.run(INSTALLERS / f"{name}-setup.exe", "/S")
             if done.returncode != 0:
@@ -84,6 +87,7 @@ class EndToEnd(unittest.TestCase):
     def test_3_all_programs(self):
         lantern = {"productName": "Lantern", "publisherName": "Lantern Works Ltd", "version": "2.5.1"}
         kontor = {"publisherName": "Kontor GmbH & Söhne"}
+        garden = {"publisherName": "Green & Söhne", "version": "1.2.7.0"}
         self.assertEqual(
             self.by_name("allApps"),
             {
@@ -111,6 +115,10 @@ class EndToEnd(unittest.TestCase):
                     shell=f"{KONTOR}/hall.exe",
                 ),
                 "Kontor Room": expected("https://kontor.example/room", version="7"),
+                "Garden": expected(
+                    GARDEN, description="Plans beds 苗床", productName="Green.Garden_kvtests!App", **garden
+                ),
+                "Garden House": expected(f"{GARDEN}?1", productName="Green.Garden_kvtests!House", **garden),
             },
         )
 
@@ -118,10 +126,12 @@ class EndToEnd(unittest.TestCase):
         records = self.lists["allApps"]
         for record in records:
             is_web = record["displayName"] == "Kontor Room"
-            self.assertEqual(record["type"], WEB if is_web else DESKTOP, record)
+            is_managed = record["target"].startswith("uwp:")
+            self.assertEqual(record["type"], WEB if is_web else MANAGED if is_managed else DESKTOP, record)
             self.assertEqual(record["icon"].startswith("image://app/"), not is_web, record)
+            self.assertEqual(record["icon"].startswith(f"image://app/{GARDEN}?"), is_managed, record)
         latin = [record["displayName"] for record in records if record["displayName"].isascii()]
-        self.assertEqual(latin, ["Kontor Hall", "Kontor Meeting", "Kontor Room", "Lantern"])
+        self.assertEqual(latin, ["Garden", "Garden House", "Kontor Hall", "Kontor Meeting", "Kontor Room", "Lantern"])
 
     def test_3_meeting_programs(self):
         everything = self.by_name("allApps")
@@ -132,7 +142,17 @@ class EndToEnd(unittest.TestCase):
     def test_3_without_rules(self):
         found = self.by_name("allApps", self.plain)
         self.assertEqual(
-            set(found), {"Lantern", "概要 Übersicht", "обзор 2", "Kontor Hall", "Kontor Helper", "Kontor Starter"}
+            set(found),
+            {
+                "Lantern",
+                "概要 Übersicht",
+                "обзор 2",
+                "Kontor Hall",
+                "Kontor Helper",
+                "Kontor Starter",
+                "Garden",
+                "Garden House",
+            },
         )
         self.assertEqual(found["Kontor Starter"]["arguments"], "--background --quiet")
 
@@ -187,7 +207,7 @@ def main():
         again = [sys.executable, *sys.argv]
         sys.exit(subprocess.run(["xvfb-run", "-a", "-s", "-screen 0 1280x1024x24", *again], check=False).returncode)
     OUTPUT.mkdir(parents=True, exist_ok=True)
-    unittest.main(argv=sys.argv[:1] + sys.argv[5:], verbosity=2)
+    unittest.main(argv=sys.argv[:1] + sys.argv[6:], verbosity=2)
 
 
 if __name__ == "__main__":

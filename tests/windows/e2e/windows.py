@@ -17,7 +17,7 @@ class Windows:
         self.prefix = cache / "wine" / f"e2e-{uuid.uuid4().hex[:12]}"
         self.environment = dict(os.environ, WINEPREFIX=str(self.prefix), KV_WINEPREFIX=str(self.prefix))
         # What the host would take from outside has no place in these tests.
-        for name in ("KVPROGRAM_MACHINE", "KVPROGRAM_METADATA", "QT_QPA_PLATFORM"):
+        for name in ("KVPROGRAM_MACHINE", "KVPROGRAM_METADATA", "KV_PACKAGE_SCRIPT", "QT_QPA_PLATFORM"):
             self.environment.pop(name, None)
         subprocess.run([self.tools / "prefix.sh", self.prefix], check=True, env=self.environment)
 
@@ -34,6 +34,17 @@ class Windows:
         lines = done.stderr.replace(b"\r\n", b"\n").splitlines(keepends=True)
         done.stderr = b"".join(line for line in lines if not line.startswith(b"qt.qpa.screen: "))
         return done
+
+    def register_packages(self, server):
+        """Makes the DLL the one that answers for the package classes; it has no packages yet."""
+        register = Path(__file__).resolve().parent.parent / "packageserver" / "with-packages"
+        subprocess.run(
+            [register, self.tools, server, "--register"], env=self.environment, check=True, capture_output=True
+        )
+
+    def serve_packages(self, script):
+        """Lets that DLL serve what a script tells, from the next program on."""
+        self.environment["KV_PACKAGE_SCRIPT"] = windows_path(script)
 
     def path(self, path):
         """Where this system sees a file that Windows calls C:/..."""

@@ -1,0 +1,84 @@
+#include "ManagedApp.h"
+
+#include "KvProgramContext_p.h"
+#include "KvSecurity.h"
+
+#include <QtCore/QRect>
+
+using KvPlatform::AppListEntry;
+using KvPlatform::Package;
+using KvPlatform::Platform;
+using KvPlatform::SoftwareBitmap;
+
+namespace {
+
+constexpr float LogoSize = 225;
+
+std::unique_ptr<Package> findPackage(const QString &fullName)
+{
+    const std::unique_ptr<KvPlatform::PackageManager> manager = Platform::current()->packages->packageManager();
+    if (!manager)
+        return nullptr;
+    return KvSecurity::isElevated() ? manager->findPackage(fullName) : manager->findPackageForUser(QString(), fullName);
+}
+
+/** The same picture as 8 bits each of red, green, blue and alpha, the colours multiplied by alpha. */
+std::unique_ptr<SoftwareBitmap> unified(std::unique_ptr<SoftwareBitmap> bitmap)
+{
+    constexpr int Rgba8 = 30;
+    constexpr int Premultiplied = 0;
+    constexpr int Straight = 1;
+    if (bitmap->pixelFormat() == Rgba8 && bitmap->alphaMode() != Straight)
+        return bitmap;
+    return bitmap->convert(Rgba8, Premultiplied);
+}
+
+} // namespace
+
+std::unique_ptr<AppListEntry> ManagedApp::find(const QString &fullName, int index)
+{
+    const std::unique_ptr<Package> package = findPackage(fullName);
+    if (!package)
+        return nullptr;
+    const std::unique_ptr<KvPlatform::AppListEntries> entries = package->appListEntries();
+    // As unsigned numbers, so that a negative position is beyond every end.
+    const auto position = static_cast<quint32>(index);
+    return entries->size() > position ? entries->at(position) : nullptr;
+}
+
+bool ManagedApp::launch(const QString &fullName, int index)
+{
+    const std::unique_ptr<AppListEntry> entry = find(fullName, index);
+    if (!entry)
+        return false;
+    const QString userId = nonRoamableId();
+    if (KvSecurity::isElevated() && !userId.isEmpty())
+        entry->launchForUser(Platform::current()->packages->userFromId(userId).get());
+    else
+        entry->launch();
+    return true;
+}
+
+QImage ManagedApp::logo(const QString &fullName, int index)
+{
+    const std::unique_ptr<AppListEntry> entry = find(fullName, index);
+    if (!entry)
+        return QImage();
+    std::unique_ptr<SoftwareBitmap> bitmap = entry->displayInfo()->logo(LogoSize, LogoSize);
+    if (!bitmap)
+        return QImage();
+    const std::optional<KvPlatform::BitmapPixels> pixels = unified(std::move(bitmap))->pixels();
+    if (!pixels)
+        return QImage();
+    const auto *const bytes = reinterpret_cast<const uchar *>(pixels->bytes.constData());
+    return QImage(bytes, pixels->width, pixels->height, QImage::Format_RGBA8888_Premultiplied).copy();
+}
+
+QImage ManagedApp::cutPlate(const QImage &logo, bool isNarrow)
+{
+    if (!isNarrow)
+        return logo.copy();
+    const auto part = [](double share, int length) { return static_cast<int>(share * length); };
+    return logo.copy(part(0.3, logo.width()), part(0.3, logo.height()), part(0.4, logo.width()),
+                     part(0.4, logo.height()));
+}
