@@ -49,8 +49,9 @@ ProgramInfo *find(const QList<ProgramInfo *> &apps, const QString &name)
 
 } // namespace
 
-Console::Console(KvProgramContext &catalogue)
+Console::Console(KvProgramContext &catalogue, Launchers &launchers)
     : m_catalogue(catalogue)
+    , m_launchers(launchers)
     , m_input(std::make_shared<Input>())
 {
     m_input->console = this;
@@ -110,7 +111,7 @@ QJsonObject Console::run(const QString &command, const QString &name)
     if (command == QLatin1String("unpin"))
         return {{done, m_catalogue.removeShortcut(find(m_catalogue.shortcuts(), name))}};
     if (command == QLatin1String("lists"))
-        return {{QStringLiteral("lists"), CatalogueJson::lists(m_catalogue)}};
+        return {{QStringLiteral("lists"), CatalogueJson::lists(m_catalogue, m_launchers)}};
     if (command != QLatin1String("scan"))
         return {{QStringLiteral("error"), QStringLiteral("unknown command")}};
     m_catalogue.startScan();

@@ -6,6 +6,7 @@
 #include <memory>
 
 class KvProgramContext;
+class Launchers;
 
 /**
  * The catalogue for scripts: commands come in on standard input, one JSON object per line goes out on standard output.
@@ -24,7 +25,8 @@ class Console : public QObject
     Q_OBJECT
 
 public:
-    explicit Console(KvProgramContext &catalogue);
+    /** Both have to live longer than this object. */
+    Console(KvProgramContext &catalogue, Launchers &launchers);
     ~Console() override;
 
     /** Begins to read. */
@@ -41,5 +43,6 @@ private:
     void tell(const QJsonObject &object) const;
 
     KvProgramContext &m_catalogue;
+    Launchers &m_launchers;
     const std::shared_ptr<Input> m_input; // Held jointly with the thread that reads.
 };

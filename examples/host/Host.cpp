@@ -50,7 +50,7 @@ void Host::start()
         return;
     }
     if (m_options.serve) {
-        m_console = std::make_unique<Console>(*m_catalogue);
+        m_console = std::make_unique<Console>(*m_catalogue, m_launchers);
         connect(m_console.get(), &Console::ended, this, [this] { end(0); });
         m_console->start();
     }
