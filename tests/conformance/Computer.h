@@ -21,6 +21,7 @@ struct Abilities
     bool sessionsAreToldApart = true; ///< A session that doesn't exist has no user.
     bool tokensNeedRights = true;     ///< A session's token is refused to those who aren't the system.
     bool accountsIgnoreCase = true;   ///< Account names are compared without regard to letter case.
+    bool damagedIconsAreSafe = true;  ///< An icon may claim more images than it has.
     bool smallIconsStaySmall = true;  ///< The largest system icon of a file with small ones is not stretched.
     bool usersNeedHives = true;       ///< Nothing can be written for a user who has no hive.
 };

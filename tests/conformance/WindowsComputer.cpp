@@ -27,6 +27,7 @@ Abilities abilitiesOfThisSystem()
     abilities.sessionsAreToldApart = !isWine;
     abilities.tokensNeedRights = !isWine;
     abilities.accountsIgnoreCase = !isWine;
+    abilities.damagedIconsAreSafe = !isWine;
     abilities.smallIconsStaySmall = !isWine;
     abilities.usersNeedHives = !isWine;
     return abilities;
