@@ -2,6 +2,7 @@
 
 #include "CatalogueJson.h"
 #include "KvProgramContext.h"
+#include "KvProgramIconProvider.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
@@ -47,6 +48,8 @@ void Host::start()
 bool Host::loadWindow()
 {
     m_engine = std::make_unique<QQmlApplicationEngine>();
+    auto *const icons = new KvProgramIconProvider(nullptr);
+    m_engine->addImageProvider(ProgramInfo::ICON_PROVIDER, icons);
     QVariantMap properties{
         {QStringLiteral("iconsAvailable"), m_engine->imageProvider(ProgramInfo::ICON_PROVIDER) != nullptr},
         {QStringLiteral("firstCategory"), m_options.category},
@@ -59,6 +62,7 @@ bool Host::loadWindow()
     m_engine->setInitialProperties(properties);
     m_engine->load(QUrl(QStringLiteral("qrc:/KvHost/Main.qml")));
     m_window = qobject_cast<QQuickWindow *>(m_engine->rootObjects().value(0));
+    icons->setContextWindow(m_window);
     return m_window;
 }
 
