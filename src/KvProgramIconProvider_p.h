@@ -33,6 +33,7 @@ public:
 
 private:
     friend class IconDelivery;
+    friend struct KvProgramIconProviderProbe;
 
     /** Tells a job whether the response is still there. Recursive, since a listener may delete the response. */
     struct Presence

@@ -10,15 +10,21 @@
 
 namespace {
 
+template<typename Unit>
+Unit load(const uchar *row, qsizetype place)
+{
+    Unit unit;
+    std::memcpy(&unit, row + place * qsizetype(sizeof unit), sizeof unit);
+    return unit;
+}
+
 /** Pixels of `Units` numbers each, of which the one at `Offset` tells whether the pixel is visible. */
 template<typename Unit, int Units, int Offset, typename Test>
 struct PackedRow
 {
     bool isVisible(const uchar *row, int x) const
     {
-        Unit unit;
-        std::memcpy(&unit, row + (qsizetype(x) * Units + Offset) * qsizetype(sizeof unit), sizeof unit);
-        return Test::holds(unit);
+        return Test::holds(load<Unit>(row, qsizetype(x) * Units + Offset));
     }
 };
 
@@ -32,16 +38,6 @@ struct AnyBit
     }
 };
 
-template<auto Least, auto Greatest>
-struct Between
-{
-    template<typename Unit>
-    static bool holds(Unit unit)
-    {
-        return unit >= Least && unit <= Greatest;
-    }
-};
-
 constexpr quint32 LastByte = Q_BYTE_ORDER == Q_LITTLE_ENDIAN ? 0xFF000000 : 0x000000FF;
 
 using Argb32Row = PackedRow<quint32, 1, 0, AnyBit<0xFF000000>>;
@@ -51,10 +47,46 @@ using Argb4444Row = PackedRow<quint16, 1, 0, AnyBit<0xF000u>>;
 using Argb6666Row = PackedRow<quint8, 3, 0, AnyBit<0xFCu>>;
 using Argb8565Row = PackedRow<quint8, 3, 2, AnyBit<0xFFu>>;
 using Alpha8Row = PackedRow<quint8, 1, 0, AnyBit<0xFFu>>;
-// What doesn't round to 0 of 255: integers, and floating-point numbers up to infinity by their bits.
-using Rgba64Row = PackedRow<quint16, 4, 3, Between<129, 0xFFFF>>;
-using Rgba16FRow = PackedRow<quint16, 4, 3, Between<0x1805, 0x7C00>>;
-using Rgba32FRow = PackedRow<quint32, 4, 3, Between<0x3B008081u, 0x7F800000u>>;
+
+/**
+ * Pixels of four numbers each, of which the last is the alpha, rounded to 255 steps. It is visible from a least number
+ * on, which QImage itself tells: versions of Qt round differently. Floating-point numbers count by their bits, up to
+ * infinity.
+ */
+template<typename Unit>
+class RoundedRow
+{
+public:
+    RoundedRow(QImage::Format format, Unit greatest)
+        : m_least(leastVisible(QImage(1, 1, format), greatest))
+        , m_greatest(greatest)
+    {}
+
+    bool isVisible(const uchar *row, int x) const
+    {
+        const Unit alpha = load<Unit>(row, qsizetype(x) * 4 + 3);
+        return alpha >= m_least && alpha <= m_greatest;
+    }
+
+private:
+    static Unit leastVisible(QImage pixel, Unit greatest)
+    {
+        Unit invisible = 0;
+        Unit visible = greatest;
+        while (visible - invisible > 1) {
+            const Unit numbers[4] = {0, 0, 0, Unit(invisible + (visible - invisible) / 2)};
+            std::memcpy(pixel.bits(), numbers, sizeof numbers);
+            (qAlpha(pixel.pixel(0, 0)) != 0 ? visible : invisible) = numbers[3];
+        }
+        return visible;
+    }
+
+    Unit m_least;
+    Unit m_greatest;
+};
+
+constexpr quint16 InfinityOf16 = 0x7C00;
+constexpr quint32 InfinityOf32 = 0x7F800000;
 
 struct OpaqueRow
 {
@@ -129,15 +161,15 @@ bool checkRows(const QImage &image, Check check)
     case QImage::Format_RGBX64:
     case QImage::Format_RGBA64:
     case QImage::Format_RGBA64_Premultiplied:
-        return check(image, Rgba64Row());
+        return check(image, RoundedRow<quint16>(image.format(), 0xFFFF));
     case QImage::Format_RGBX16FPx4:
     case QImage::Format_RGBA16FPx4:
     case QImage::Format_RGBA16FPx4_Premultiplied:
-        return check(image, Rgba16FRow());
+        return check(image, RoundedRow<quint16>(image.format(), InfinityOf16));
     case QImage::Format_RGBX32FPx4:
     case QImage::Format_RGBA32FPx4:
     case QImage::Format_RGBA32FPx4_Premultiplied:
-        return check(image, Rgba32FRow());
+        return check(image, RoundedRow<quint32>(image.format(), InfinityOf32));
     case QImage::Format_Indexed8:
         return check(image, IndexedRow(image));
     case QImage::Format_Mono:

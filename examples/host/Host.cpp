@@ -3,6 +3,7 @@
 #include "CatalogueJson.h"
 #include "Console.h"
 #include "KvProgramContext.h"
+#include "KvProgramIconProvider.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
@@ -71,6 +72,8 @@ bool Host::loadWindow()
 {
     m_engine = std::make_unique<QQmlApplicationEngine>();
     m_engine->rootContext()->setContextProperty(QStringLiteral("host"), this);
+    auto *const icons = new KvProgramIconProvider(nullptr);
+    m_engine->addImageProvider(ProgramInfo::ICON_PROVIDER, icons);
     QVariantMap properties{
         {QStringLiteral("iconsAvailable"), m_engine->imageProvider(ProgramInfo::ICON_PROVIDER) != nullptr},
         {QStringLiteral("firstCategory"), m_options.category},
@@ -83,6 +86,7 @@ bool Host::loadWindow()
     m_engine->setInitialProperties(properties);
     m_engine->load(QUrl(QStringLiteral("qrc:/KvHost/Main.qml")));
     m_window = qobject_cast<QQuickWindow *>(m_engine->rootObjects().value(0));
+    icons->setContextWindow(m_window);
     return m_window;
 }
 

@@ -131,11 +131,11 @@ void IconImage::readRow(const char *row, QRgb *line) const
         break;
     case 24:
         for (int x = 0; x < width; ++x)
-            line[x] = rgb24(row + 3 * x);
+            line[x] = rgb24(row + qsizetype(3) * x);
         break;
     case 16:
         for (int x = 0; x < width; ++x)
-            line[x] = rgb16(qFromLittleEndian<quint16>(row + 2 * x));
+            line[x] = rgb16(qFromLittleEndian<quint16>(row + qsizetype(2) * x));
         break;
     default:
         for (int x = 0; x < width; ++x) {

@@ -26,6 +26,7 @@ struct Abilities
     bool tokensNeedRights = true;     ///< A session's token is refused to those who aren't the system.
     bool accountsIgnoreCase = true;   ///< Account names are compared without regard to letter case.
     bool tokensStartPrograms = true;  ///< This user may start programs with copies of its own token.
+    bool damagedIconsAreSafe = true;  ///< An icon may claim more images than it has.
     bool smallIconsStaySmall = true;  ///< The largest system icon of a file with small ones is not stretched.
     bool deletionIsTold = true;       ///< The watch over a key tells of the key's deletion.
     bool usersNeedHives = true;       ///< Nothing can be written for a user who has no hive.

@@ -28,6 +28,7 @@ Abilities abilitiesOfThisSystem()
     abilities.accountsIgnoreCase = !isWine;
     // Windows keeps this for its services.
     abilities.tokensStartPrograms = isWine;
+    abilities.damagedIconsAreSafe = !isWine;
     abilities.smallIconsStaySmall = !isWine;
     abilities.deletionIsTold = !isWine;
     abilities.usersNeedHives = !isWine;

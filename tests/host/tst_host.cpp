@@ -422,7 +422,10 @@ void tst_Host::printsAndSavesInOneRun()
     const QString file = path(QStringLiteral("both.png"));
     const Result result = runOnMachine({QStringLiteral("--json"), QStringLiteral("--screenshot"), file});
     QCOMPARE(result.exitCode, 0);
-    QCOMPARE(result.errors, QByteArray());
+    // The programs of this machine have no icons.
+    static const QRegularExpression lines(
+        QStringLiteral("\\A(\\[FAIL\\] can't get program icon for \"[^\"]+\"\\n)*\\z"));
+    QVERIFY2(lines.match(QString::fromLatin1(result.errors)).hasMatch(), result.errors.constData());
     QCOMPARE(names(QJsonDocument::fromJson(result.output).object().value(QLatin1String("allApps"))).size(), 3);
     QVERIFY(!QImage(file, "PNG").isNull());
 }

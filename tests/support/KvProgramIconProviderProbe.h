@@ -33,6 +33,20 @@ struct KvProgramIconProviderProbe
     /** The scale that the next load will find, as the size of `size` logical pixels. */
     static int scaled(const Provider &provider, int size) { return provider.m_shared->scaled(size); }
 
+    /** Whether a picture has arrived. If it has, so has the signal. */
+    static bool hasImage(const QQuickImageResponse &response)
+    {
+        const auto &ours = static_cast<const ProgramIconResponse &>(response);
+        const std::lock_guard lock(ours.m_presence->mutex);
+        return !ours.m_image.isNull();
+    }
+
+    /** The bytes kept under `key`. */
+    static std::optional<QByteArray> cachedPicture(const Provider &provider, const QString &key)
+    {
+        return provider.m_shared->find(key, QString());
+    }
+
     static QStringList cachedKeys(const Provider &provider)
     {
         const QMutexLocker lock(&provider.m_shared->m_cacheMutex);

@@ -6,7 +6,8 @@
 
 #include <XDispatch.h>
 
-#include <QtGui/QScreen>
+#include <QtCore/QMutex>
+#include <QtCore/QPointer>
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlEngine>
 #include <QtQuick/QQuickItem>
@@ -30,13 +31,56 @@ QImage plain(int side, QRgb colour)
     return image;
 }
 
+/** All responses that were made. An engine that goes forgets those that it still waits for, and never deletes them. */
+class Responses
+{
+public:
+    void add(QQuickImageResponse *response)
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_responses.append(response);
+    }
+
+    /** Once the engine is gone and no job runs. */
+    void deleteForgotten()
+    {
+        const QMutexLocker lock(&m_mutex);
+        for (const QPointer<QQuickImageResponse> &response : std::as_const(m_responses))
+            delete response;
+        m_responses.clear();
+    }
+
+private:
+    QMutex m_mutex;
+    QList<QPointer<QQuickImageResponse>> m_responses;
+};
+
+class RecordedProvider final : public KvProgramIconProvider
+{
+public:
+    explicit RecordedProvider(std::shared_ptr<Responses> responses)
+        : KvProgramIconProvider(nullptr)
+        , m_responses(std::move(responses))
+    {}
+
+    QQuickImageResponse *requestImageResponse(const QString &id, const QSize &requestedSize) override
+    {
+        QQuickImageResponse *const response = KvProgramIconProvider::requestImageResponse(id, requestedSize);
+        m_responses->add(response);
+        return response;
+    }
+
+private:
+    const std::shared_ptr<Responses> m_responses;
+};
+
 /** QML over an engine that has the provider, as a host sets it up. */
 class IconScene
 {
 public:
-    IconScene()
+    explicit IconScene(const std::shared_ptr<Responses> &responses = std::make_shared<Responses>())
         : m_engine(std::make_unique<QQmlEngine>())
-        , m_provider(new KvProgramIconProvider(nullptr))
+        , m_provider(new RecordedProvider(responses))
     {
         m_engine->addImageProvider(ProgramInfo::ICON_PROVIDER, m_provider);
     }
@@ -72,7 +116,7 @@ public:
 
 private:
     std::unique_ptr<QQmlEngine> m_engine;
-    KvProgramIconProvider *const m_provider; // The engine's.
+    RecordedProvider *const m_provider; // The engine's.
     std::unique_ptr<QObject> m_root;
 };
 
@@ -242,8 +286,9 @@ void tst_IconEngine::engineMayGoWhileImagesLoad()
 {
     QFETCH(bool, engineFirst);
     QFETCH(bool, gateIsClosed);
+    const auto responses = std::make_shared<Responses>();
     for (int round = 0; round < 5; ++round) {
-        IconScene scene;
+        IconScene scene(responses);
         if (gateIsClosed)
             m_platform->icons->gate.close();
         QVERIFY(scene.show(
@@ -260,6 +305,7 @@ void tst_IconEngine::engineMayGoWhileImagesLoad()
         m_platform->icons->gate.open();
     }
     QVERIFY(XDispatch::waitForBackground(60'000));
+    responses->deleteForgotten();
 }
 
 void tst_IconEngine::providerMayBeRemovedWhileImagesLoad()

@@ -9,7 +9,8 @@ Rectangle {
     property url source
     property bool available: false // Whether somebody answers the source's address.
 
-    readonly property bool pictured: picture.status === Image.Ready
+    // A picture that can't be had is ready too, and has no size.
+    readonly property bool pictured: picture.status === Image.Ready && picture.implicitWidth > 0
     readonly property real hue: Entries.hue(name)
 
     implicitWidth: Theme.unit * 11

@@ -29,8 +29,8 @@ QImage toImage(const UniqueIcon &icon)
 /** The shell's list of largest icons. It is the process's own and is never released. */
 IImageList *largestIcons()
 {
-    void *list = nullptr;
-    return SUCCEEDED(SHGetImageList(SHIL_JUMBO, IID_IImageList, &list)) ? static_cast<IImageList *>(list) : nullptr;
+    IImageList *list = nullptr;
+    return SUCCEEDED(SHGetImageList(SHIL_JUMBO, IID_PPV_ARGS(&list))) ? list : nullptr;
 }
 
 } // namespace
