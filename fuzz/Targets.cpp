@@ -8,20 +8,15 @@
 #include "formats/ShellLinkFile.h"
 #include "formats/UbisoftConfiguration.h"
 #include "formats/VersionInfo.h"
+#include "Require.h"
 
 #include <QtCore/QSet>
 #include <QtCore/QStringList>
 #include <QtCore/QXmlStreamAttributes>
 
-#include <cstdlib>
+using FuzzTargets::require;
 
 namespace {
-
-void require(bool promise)
-{
-    if (!promise)
-        std::abort();
-}
 
 void requireInside(QByteArrayView part, QByteArrayView whole)
 {

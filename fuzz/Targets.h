@@ -11,6 +11,10 @@ void epicInstallations(QByteArrayView bytes);
 void peFile(QByteArrayView bytes);
 void registryText(QByteArrayView bytes);
 void shellLinkFile(QByteArrayView bytes);
+void steamAppInfo(QByteArrayView bytes);
+void steamLibraries(QByteArrayView bytes);
+void steamManifest(QByteArrayView bytes);
+void tokens(QByteArrayView bytes);
 void ubisoftConfiguration(QByteArrayView bytes);
 void versionInfo(QByteArrayView bytes);
 
