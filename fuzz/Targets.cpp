@@ -11,22 +11,18 @@
 #include "formats/ShellLinkFile.h"
 #include "formats/UbisoftConfiguration.h"
 #include "formats/VersionInfo.h"
+#include "Require.h"
 
 #include <QtCore/QSet>
 #include <QtCore/QStringList>
-#include <QtCore/QXmlStreamAttributes>
 #include <QtCore/QUrl>
+#include <QtCore/QXmlStreamAttributes>
 
-#include <cstdlib>
 #include <cstring>
 
-namespace {
+using FuzzTargets::require;
 
-void require(bool promise)
-{
-    if (!promise)
-        std::abort();
-}
+namespace {
 
 void requireInside(QByteArrayView part, QByteArrayView whole)
 {

@@ -14,6 +14,10 @@ void peFile(QByteArrayView bytes);
 void peIcons(QByteArrayView bytes);
 void registryText(QByteArrayView bytes);
 void shellLinkFile(QByteArrayView bytes);
+void steamAppInfo(QByteArrayView bytes);
+void steamLibraries(QByteArrayView bytes);
+void steamManifest(QByteArrayView bytes);
+void tokens(QByteArrayView bytes);
 void ubisoftConfiguration(QByteArrayView bytes);
 void versionInfo(QByteArrayView bytes);
 

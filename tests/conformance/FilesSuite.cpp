@@ -17,6 +17,10 @@ private Q_SLOTS:
     void isExecutable_data();
     void isExecutable();
     void hostPath();
+    void isFolder();
+    void fileNames();
+    void paths_data();
+    void paths();
     void walk();
     void walkWithoutLinks_data();
     void walkWithoutLinks();
@@ -82,6 +86,65 @@ void FilesSuite::hostPath()
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), QByteArray("content"));
     QVERIFY(!QFile::exists(files.hostPath(path + u'x')));
+}
+
+void FilesSuite::isFolder()
+{
+    const auto computer = Computer::create();
+    const QString path = computer->addFile(u"Sub Folder/file.txt"_s);
+    const Files &files = *computer->platform().files;
+    QVERIFY(files.isFolder(computer->folder()));
+    QVERIFY(files.isFolder(computer->folder() + u"/sub folder/"_s));
+    QVERIFY(files.isFolder(QString(computer->folder() + u"//Sub Folder"_s).replace(u'/', u'\\')));
+    QVERIFY(!files.isFolder(path));
+    QVERIFY(!files.isFolder(computer->folder() + u"/Absent"_s));
+    QVERIFY(!files.isFolder(QString()));
+    QVERIFY(!files.isFolder(u"Q:/"_s));
+}
+
+void FilesSuite::fileNames()
+{
+    const auto computer = Computer::create();
+    for (const QString &name : {u"b.acf"_s, u"C.acf"_s, u"a.acf"_s, u".first"_s, u"\u00c9t\u00e9.json"_s})
+        computer->addFile(u"Sub Folder/"_s + name);
+    computer->addFile(u"Sub Folder/Deeper/d.acf"_s);
+    const Files &files = *computer->platform().files;
+    const QString folder = computer->folder() + u"/Sub Folder"_s;
+    const QStringList expected{u".first"_s, u"a.acf"_s, u"b.acf"_s, u"C.acf"_s, u"\u00c9t\u00e9.json"_s};
+    QCOMPARE(files.fileNames(folder), expected);
+    QCOMPARE(files.fileNames(folder + u'/'), expected);
+    QCOMPARE(files.fileNames(QString(folder).toUpper().replace(u'/', u'\\')), expected);
+    QCOMPARE(files.fileNames(folder + u"/a.acf"_s), QStringList());
+    QCOMPARE(files.fileNames(folder + u"/Absent"_s), QStringList());
+    QCOMPARE(files.fileNames(u"Q:/"_s), QStringList());
+    QCOMPARE(files.fileNames(QString()), QStringList());
+}
+
+void FilesSuite::paths_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("absolute");
+    QTest::addColumn<QString>("folder");
+    QTest::newRow("file") << u"C:/a/b.exe"_s << u"C:/a/b.exe"_s << u"C:/a"_s;
+    QTest::newRow("native") << u"C:\\a\\b.exe"_s << u"C:/a/b.exe"_s << u"C:/a"_s;
+    QTest::newRow("doubled separators") << u"C:\\\\a\\\\b"_s << u"C:/a/b"_s << u"C:/a"_s;
+    QTest::newRow("dots") << u"C:/a/./c/../b.exe"_s << u"C:/a/b.exe"_s << u"C:/a"_s;
+    QTest::newRow("in the root") << u"C:/b.exe"_s << u"C:/b.exe"_s << u"C:/"_s;
+    QTest::newRow("share") << u"//nas/s/b.exe"_s << u"//nas/s/b.exe"_s << u"//nas/s"_s;
+}
+
+void FilesSuite::paths()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, absolute);
+    QFETCH(QString, folder);
+    const auto computer = Computer::create();
+    const Files &files = *computer->platform().files;
+    QCOMPARE(files.absolutePath(path), absolute);
+    QCOMPARE(files.folderOf(path), folder);
+    QCOMPARE(files.folderOf(QString()), QString());
+    QVERIFY(files.absolutePath(u"a/b"_s).endsWith(u"/a/b"_s));
+    QVERIFY(files.folderOf(u"a/b"_s).endsWith(u"/a"_s));
 }
 
 void FilesSuite::walk()

@@ -659,7 +659,7 @@ WRITTEN_LINKS = [
         "A",
         r"Google Chrome Beta.lnk",
         PF + r"\Google\Chrome Beta\Application\CHROME.EXE",
-        options={"block": 9},
+        options={"block": 3},
     ),
     Link("id_list", "U", r"Pictures folder.lnk", USER_HOME + r"\Pictures", "", "", options={"block": 9}),
     Link("link_info", "A", r"Accessories\Paint.lnk", SYS + r"\mspaint.exe", "", ""),
