@@ -69,10 +69,7 @@ public:
         m_batch.setInterval(BatchTime);
         connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &FolderWatch::onChanged);
         connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &FolderWatch::onChanged);
-        connect(&m_batch, &QTimer::timeout, this, [this] {
-            watchFiles();
-            m_registry->refresh();
-        });
+        connect(&m_batch, &QTimer::timeout, this, &FolderWatch::takeIn);
         watchFiles();
     }
 
@@ -81,6 +78,16 @@ private:
     {
         if (!m_batch.isActive())
             m_batch.start();
+    }
+
+    void takeIn()
+    {
+        watchFiles();
+        // Keys would seem to be deleted, and their watches would end with that.
+        if (RegistryFiles::isBeingWritten(m_registry->folder()))
+            m_batch.start();
+        else
+            m_registry->refresh();
     }
 
     void watchFiles()
