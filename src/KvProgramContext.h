@@ -248,7 +248,7 @@ public:
     /** The well-known tools among the programs found. */
     QList<KvAppSetting *> toolApps() const;
 
-    /** Pins a program; false if it is null, pinned already or the eighth. Not available yet: gives false. */
+    /** Pins a program; false if it is null, pinned already or the eighth. It is stored before this returns. */
     Q_INVOKABLE bool addShortcut(ProgramInfo *app);
 
     /** Unpins a program; false if it isn't pinned. */

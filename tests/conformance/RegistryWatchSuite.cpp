@@ -6,11 +6,14 @@
 #include "platform/Platform.h"
 #include "platform/Registry.h"
 
+#include <QtCore/QDeadlineTimer>
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QEventLoop>
 #include <QtCore/QThread>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <future>
 #include <thread>
 
 using namespace Qt::StringLiterals;
@@ -173,31 +176,32 @@ void RegistryWatchSuite::changeOfAnotherThread()
 void RegistryWatchSuite::spyOfAnotherThread()
 {
     const LogCatcher log;
-    QThread thread;
-    thread.start();
-    QObject inThread;
-    inThread.moveToThread(&thread);
+    std::promise<bool> bound;
     std::atomic<int> told{0};
-    std::unique_ptr<KvRegistrySpy> spy;
-    QMetaObject::invokeMethod(
-        &inThread,
-        [&spy, &told, &thread] {
-            spy = std::make_unique<KvRegistrySpy>(nullptr);
-            spy->bind(Key, false);
-            connect(
-                spy.get(), &KvRegistrySpy::valueChanged, spy.get(),
-                [&told, &thread] { told += QThread::currentThread() == &thread ? 1 : 1000; }, Qt::DirectConnection);
-        },
-        Qt::BlockingQueuedConnection);
-    changeForAll();
-    QTRY_COMPARE(told.load(), 1);
-    changeForAll();
-    QTRY_COMPARE(told.load(), 2);
-    QMetaObject::invokeMethod(
-        &inThread, [&spy] { spy.reset(); }, Qt::BlockingQueuedConnection);
-    changeForAll();
-    thread.quit();
-    QVERIFY(thread.wait());
+    std::thread thread([&bound, &told] {
+        QEventLoop loop;
+        KvRegistrySpy spy(nullptr);
+        connect(
+            &spy, &KvRegistrySpy::valueChanged, &loop,
+            [&told, &loop] {
+                told += QThread::currentThread() == loop.thread() ? 1 : 1000;
+                if (told >= 2)
+                    loop.quit();
+            },
+            Qt::DirectConnection);
+        const bool isBound = spy.bind(Key, false);
+        bound.set_value(isBound);
+        if (isBound)
+            loop.exec();
+    });
+    const bool isBound = bound.get_future().get();
+    const QDeadlineTimer patience(5000);
+    for (int i = 1; isBound && i <= 2; ++i) {
+        changeForAll();
+        while (told < i && !patience.hasExpired())
+            QTest::qWait(1);
+    }
+    thread.join();
     QCOMPARE(told.load(), 2);
 }
 

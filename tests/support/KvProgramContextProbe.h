@@ -41,6 +41,8 @@ struct KvProgramContextProbe
         return context.m_toolAppsFilter;
     }
 
+    static void refreshShortcuts(KvProgramContext &context) { context.refreshShortcuts(); }
+
     static void onLoadApp(Scan &scan, ProgramInfo *app) { KvProgramContext::onLoadApp(scan, app); }
     static QList<ProgramInfo *> sortApps(const QList<ProgramInfo *> &apps) { return KvProgramContext::sortApps(apps); }
 

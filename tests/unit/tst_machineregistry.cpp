@@ -55,6 +55,14 @@ private Q_SLOTS:
     void journal_data();
     void journal();
     void manyThreads();
+    void equalWriteChangesNothing();
+    void savesOnTopOfOthers();
+    void lastOfTwoWritesStands();
+    void refreshTakesInChanges();
+    void refreshSeesQuickChanges();
+    void refreshKeepsWhatIsNotSaved();
+    void refreshWarnsOfNewFaultsOnly();
+    void folderIsLockedByOne();
 
 private:
     static QVariant read(const MachineRegistry &registry, const QString &name);
@@ -502,6 +510,136 @@ void TestMachineRegistry::manyThreads()
     const MachineRegistry again(registryFolder(machine), MachineFacts());
     QCOMPARE(again.allKeys(Software), registry.allKeys(Software));
     QCOMPARE(read(again, u"two9"_s), QVariant(59));
+}
+
+void TestMachineRegistry::equalWriteChangesNothing()
+{
+    MachineBuilder machine;
+    machine.addRegistry(u"a.reg"_s, u"[HKEY_LOCAL_MACHINE\\Software]\n\"a\"=\"x\"\n\"e\"=hex(2):78,00,00,00\n"_s);
+    MachineRegistry registry(registryFolder(machine), MachineFacts());
+    registry.setValue(Software, u"A"_s, u"x"_s);
+    QVERIFY(machine.read(u"registry/zz-written.reg"_s).isEmpty());
+    // An expandable text is another one, and so is a number.
+    registry.setValue(Software, u"e"_s, u"x"_s);
+    QVERIFY(machine.read(u"registry/zz-written.reg"_s).contains("\"e\"=\"x\""));
+    registry.setValue(Software, u"n"_s, 1);
+    registry.setValue(Software, u"n"_s, u"1"_s);
+    QVERIFY(machine.read(u"registry/zz-written.reg"_s).contains("\"n\"=\"1\""));
+}
+
+void TestMachineRegistry::savesOnTopOfOthers()
+{
+    MachineBuilder machine;
+    machine.addRegistry(u"a.reg"_s, u"[HKEY_LOCAL_MACHINE\\Software]\n\"given\"=\"1\"\n"_s);
+    MachineRegistry one(registryFolder(machine), MachineFacts());
+    MachineRegistry other(registryFolder(machine), MachineFacts());
+    one.setValue(Software, u"one"_s, 1);
+    other.setValue(Software, u"other"_s, 2);
+    QCOMPARE(other.allKeys(Software), QStringList({u"given"_s, u"one"_s, u"other"_s}));
+    other.remove(Software, u"given"_s);
+    one.setValue(Software, u"Child/one"_s, 3);
+    QCOMPARE(one.allKeys(Software), QStringList({u"Child/one"_s, u"one"_s, u"other"_s}));
+    const MachineRegistry again(registryFolder(machine), MachineFacts());
+    QCOMPARE(again.allKeys(Software), one.allKeys(Software));
+}
+
+void TestMachineRegistry::lastOfTwoWritesStands()
+{
+    MachineBuilder machine;
+    MachineRegistry one(registryFolder(machine), MachineFacts());
+    MachineRegistry other(registryFolder(machine), MachineFacts());
+    one.setValue(Software, u"a"_s, u"one"_s);
+    other.setValue(Software, u"a"_s, u"other"_s);
+    one.refresh();
+    QCOMPARE(read(one, u"a"_s), QVariant(u"other"_s));
+    one.remove(Software, u"a"_s);
+    other.refresh();
+    QVERIFY(!other.contains(Software, u"a"_s));
+}
+
+void TestMachineRegistry::refreshTakesInChanges()
+{
+    MachineBuilder machine;
+    MachineRegistry registry(registryFolder(machine), MachineFacts());
+    registry.refresh();
+    machine.addRegistry(u"a.reg"_s, u"[HKEY_LOCAL_MACHINE\\Software]\n\"a\"=\"1\"\n\"b\"=\"1\"\n"_s);
+    registry.refresh();
+    QCOMPARE(read(registry, u"a"_s), QVariant(u"1"_s));
+    registry.setValue(Software, u"b"_s, u"2"_s);
+    machine.addRegistry(u"a.reg"_s, u"[HKEY_LOCAL_MACHINE\\Software]\n\"a\"=\"3\"\n\"b\"=\"3\"\n"_s);
+    registry.refresh();
+    QCOMPARE(read(registry, u"a"_s), QVariant(u"3"_s));
+    QCOMPARE(read(registry, u"b"_s), QVariant(u"2"_s));
+    QVERIFY(QFile::remove(registryFolder(machine) + u"/a.reg"_s));
+    registry.refresh();
+    QCOMPARE(registry.allKeys(Software), QStringList{u"b"_s});
+    QVERIFY(QFile::remove(registryFolder(machine) + u"/zz-written.reg"_s));
+    registry.refresh();
+    QCOMPARE(registry.allKeys(Software), QStringList());
+}
+
+void TestMachineRegistry::refreshSeesQuickChanges()
+{
+    MachineBuilder machine;
+    MachineRegistry registry(registryFolder(machine), MachineFacts());
+    // Texts of one length, faster than the times of the file system go on.
+    for (int i = 100; i < 150; ++i) {
+        machine.addRegistry(u"a.reg"_s, u"[HKEY_LOCAL_MACHINE\\Software]\n\"a\"=\"%1\"\n"_s.arg(i));
+        registry.refresh();
+        QCOMPARE(read(registry, u"a"_s), QVariant(QString::number(i)));
+    }
+}
+
+void TestMachineRegistry::refreshKeepsWhatIsNotSaved()
+{
+    MachineBuilder machine;
+    QVERIFY(QDir().mkpath(registryFolder(machine) + u"/zz-written.reg/in the way"_s));
+    MachineRegistry registry(registryFolder(machine), MachineFacts());
+    const LogCatcher log;
+    registry.setValue(Software, u"a"_s, u"mine"_s);
+    registry.setValue(Software, u"Child/b"_s, u"mine"_s);
+    machine.addRegistry(u"a.reg"_s, u"[HKEY_LOCAL_MACHINE\\Software]\n\"a\"=\"theirs\"\n\"c\"=\"theirs\"\n"_s);
+    registry.refresh();
+    QCOMPARE(read(registry, u"a"_s), QVariant(u"mine"_s));
+    QCOMPARE(registry.allKeys(Software), QStringList({u"Child/b"_s, u"a"_s, u"c"_s}));
+    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
+    // As soon as there is a way, all of it is saved.
+    QVERIFY(QDir(registryFolder(machine) + u"/zz-written.reg"_s).removeRecursively());
+    registry.setValue(Software, u"d"_s, u"mine"_s);
+    const MachineRegistry again(registryFolder(machine), MachineFacts());
+    QCOMPARE(again.allKeys(Software), QStringList({u"Child/b"_s, u"a"_s, u"c"_s, u"d"_s}));
+    QCOMPARE(read(again, u"a"_s), QVariant(u"mine"_s));
+}
+
+void TestMachineRegistry::refreshWarnsOfNewFaultsOnly()
+{
+    MachineBuilder machine;
+    machine.addRegistry(u"a.reg"_s, u"nonsense\n"_s);
+    const LogCatcher log;
+    MachineRegistry registry(registryFolder(machine), MachineFacts());
+    QCOMPARE(log.texts(QtWarningMsg).size(), 1);
+    machine.addRegistry(u"b.reg"_s, u"[HKEY_NOWHERE]\n"_s);
+    registry.refresh();
+    QCOMPARE(log.texts(QtWarningMsg).size(), 2);
+    QVERIFY(log.texts(QtWarningMsg).constLast().contains(u"b.reg: no such root"_s));
+    registry.setValue(Software, u"a"_s, 1);
+    registry.refresh();
+    QCOMPARE(log.texts(QtWarningMsg).size(), 2);
+}
+
+void TestMachineRegistry::folderIsLockedByOne()
+{
+    const MachineBuilder machine;
+    bool isTaken = true;
+    auto lock = FolderLock::tryLock(machine.path(), &isTaken);
+    QVERIFY(lock);
+    QVERIFY(!isTaken);
+    QVERIFY(!FolderLock::tryLock(machine.path(), &isTaken));
+    QVERIFY(isTaken);
+    lock.reset();
+    QVERIFY(FolderLock::tryLock(machine.path(), &isTaken));
+    QVERIFY(!FolderLock::tryLock(machine.path() + u"/absent/folder"_s, &isTaken));
+    QVERIFY(!isTaken);
 }
 
 QTEST_GUILESS_MAIN(TestMachineRegistry)

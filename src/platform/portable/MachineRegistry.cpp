@@ -5,6 +5,7 @@
 #include "platform/portable/WindowsNames.h"
 
 #include <QtCore/QDebug>
+#include <QtCore/QEvent>
 
 #include <algorithm>
 #include <utility>
@@ -367,8 +368,15 @@ bool MachineRegistry::armKey(WatchedKey *watched, bool withSubtree)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     watched->isArmed = !watched->isDeleted;
+    watched->isTold = false;
     watched->withSubtree = withSubtree;
     return watched->isArmed;
+}
+
+bool MachineRegistry::takeNotice(WatchedKey *watched, const QEvent &event)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return event.type() == QEvent::User && std::exchange(watched->isTold, false);
 }
 
 void MachineRegistry::closeKey(WatchedKey *watched)

@@ -54,8 +54,11 @@ public:
     /** Fills in the path and begins to watch; gives false if there is no such key. `watched` stays the caller's. */
     bool openKey(const QString &key, WatchedKey *watched);
 
-    /** Asks for one notice to the watched key's receiver; gives false if the key is deleted. */
+    /** Takes back a notice that waits, and asks for the next one to the key's receiver; false if the key is deleted. */
     bool armKey(WatchedKey *watched, bool withSubtree);
+
+    /** Whether an event of the receiver's is a notice that counts. To be asked before anything else about the event. */
+    bool takeNotice(WatchedKey *watched, const QEvent &event);
 
     /** No notice is posted to the receiver after this. */
     void closeKey(WatchedKey *watched);

@@ -3,7 +3,6 @@
 #include "platform/portable/MachineRegistry.h"
 
 #include <QtCore/QAbstractEventDispatcher>
-#include <QtCore/QCoreApplication>
 #include <QtCore/QEvent>
 #include <QtCore/QFileInfo>
 #include <QtCore/QFileSystemWatcher>
@@ -38,24 +37,6 @@ QString rootName(quint32 root)
     }
 }
 
-/** Where the notices of one watch arrive. */
-class Receiver final : public QObject
-{
-public:
-    std::function<void()> onChange;
-
-protected:
-    bool event(QEvent *event) override
-    {
-        if (event->type() != QEvent::User)
-            return QObject::event(event);
-        // What it calls may be the end of this object.
-        if (const std::function<void()> call = onChange)
-            call();
-        return true;
-    }
-};
-
 } // namespace
 
 /** Has one thread take in what other processes write. */
@@ -69,10 +50,7 @@ public:
         m_batch.setInterval(BatchTime);
         connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &FolderWatch::onChanged);
         connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &FolderWatch::onChanged);
-        connect(&m_batch, &QTimer::timeout, this, [this] {
-            watchFiles();
-            m_registry->refresh();
-        });
+        connect(&m_batch, &QTimer::timeout, this, &FolderWatch::takeIn);
         watchFiles();
     }
 
@@ -81,6 +59,16 @@ private:
     {
         if (!m_batch.isActive())
             m_batch.start();
+    }
+
+    void takeIn()
+    {
+        watchFiles();
+        // Keys would seem to be deleted, and their watches would end with that.
+        if (RegistryFiles::isBeingWritten(m_registry->folder()))
+            m_batch.start();
+        else
+            m_registry->refresh();
     }
 
     void watchFiles()
@@ -102,14 +90,15 @@ private:
     QTimer m_batch;
 };
 
-class MachineRegistryWatches::Watch final : public RegistryWatch
+/** Gets the notices as events. */
+class MachineRegistryWatches::Watch final : public QObject, public RegistryWatch
 {
 public:
     Watch(std::shared_ptr<MachineRegistry> registry, std::shared_ptr<FolderWatch> files)
         : m_registry(std::move(registry))
         , m_files(std::move(files))
     {
-        m_key.receiver = &m_receiver;
+        m_key.receiver = this;
     }
 
     ~Watch() override { m_registry->closeKey(&m_key); }
@@ -118,16 +107,27 @@ public:
 
     quint32 arm(bool watchSubtree, quint32) override
     {
-        QCoreApplication::removePostedEvents(&m_receiver, QEvent::User);
         return m_registry->armKey(&m_key, watchSubtree) ? 0 : KeyDeleted;
     }
 
-    void notify(std::function<void()> onChange) override { m_receiver.onChange = std::move(onChange); }
+    void notify(std::function<void()> onChange) override { m_onChange = std::move(onChange); }
+
+protected:
+    bool event(QEvent *event) override
+    {
+        // Has to come first for every event: it also hands the event over from the thread that has posted it.
+        if (!m_registry->takeNotice(&m_key, *event))
+            return QObject::event(event);
+        // What it calls may be the end of this object.
+        if (const std::function<void()> call = m_onChange)
+            call();
+        return true;
+    }
 
 private:
     const std::shared_ptr<MachineRegistry> m_registry;
     const std::shared_ptr<FolderWatch> m_files;
-    Receiver m_receiver;
+    std::function<void()> m_onChange;
     WatchedKey m_key;
 };
 

@@ -56,6 +56,15 @@ bool RegistryFiles::isSettled(const QDateTime &modified)
     return modified.msecsTo(QDateTime::currentDateTimeUtc()) > CoarsestTime;
 }
 
+bool RegistryFiles::isBeingWritten(const QString &folder)
+{
+    const QStringList found = paths(folder);
+    return std::any_of(found.begin(), found.end(), [](const QString &path) {
+        const State state = stateOf(path);
+        return state.size == 0 && !isSettled(state.modified);
+    });
+}
+
 RegistryFiles::State RegistryFiles::stateOf(const QString &path)
 {
     const QFileInfo info(path);

@@ -35,6 +35,9 @@ public:
     /** The paths of all `*.reg` files in name order, whatever the letters' case. */
     static QStringList paths(const QString &folder);
 
+    /** Whether a file of the folder was emptied just now, as it is before it gets another content. */
+    static bool isBeingWritten(const QString &folder);
+
     /** Reads all files in name order. A file that can't be read, or is larger than 256 MiB, is left out with a warning.
      */
     void read(const std::function<void(const File &)> &visit);

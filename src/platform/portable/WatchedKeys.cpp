@@ -30,6 +30,7 @@ void tell(WatchedKey &key)
     if (!key.isArmed)
         return;
     key.isArmed = false;
+    key.isTold = true;
     QCoreApplication::postEvent(key.receiver, new QEvent(QEvent::User));
 }
 

@@ -17,6 +17,7 @@ struct WatchedKey
     QStringList path;            ///< From the root on, upper-cased.
     QObject *receiver = nullptr; ///< Gets an event of type QEvent::User for each notice.
     bool isArmed = false;
+    bool isTold = false; ///< The receiver has an event that counts; one from before the last arming doesn't.
     bool withSubtree = false;
     bool isPermanent = false; ///< There even if nothing is in it.
     bool isDeleted = false;   ///< The key is gone; one of the same name is another.

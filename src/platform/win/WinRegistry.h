@@ -8,7 +8,7 @@ namespace KvPlatform {
  * The computer's registry, through QSettings in its native format.
  *
  * Each call opens and closes the key afresh, which also flushes what it wrote. May be called from any thread. Refused
- * writes change nothing, but QSettings itself may warn of them.
+ * writes change nothing. QSettings itself may warn of them, and of a key that vanishes while it is listed.
  */
 class WinRegistry final : public Registry
 {

@@ -6,14 +6,13 @@ the installers, the folder that gets the picture of the window, and the server's
 """
 import json
 import os
-import subprocess
 import sys
 import unittest
 from pathlib import Path
 from urllib.parse import unquote
 
 from picture import Picture
-from windows import Windows, windows_path
+from windows import Windows, ensure_display, windows_path
 
 HERE = Path(__file__).resolve().parent
 TOOLS, HOST, INSTALLERS, OUTPUT, SERVER = (Path(argument).resolve() for argument in sys.argv[1:6])
@@ -61,7 +60,9 @@ class EndToEnd(unittest.TestCase):
     @classmethod
     def scan(cls, *options):
         done = cls.windows.run(HOST, "--json", *options)
-        if done.returncode != 0 or done.stderr:
+        # A fresh Windows lacks some of the keys that the library watches, which it says.
+        told = [line for line in done.stderr.splitlines() if not line.startswith(b"[FAIL] can't open registry key: ")]
+        if done.returncode != 0 or told:
             raise RuntimeError(f"the host failed: {done}")
         return json.loads(done.stdout)
 
@@ -202,10 +203,7 @@ class EndToEnd(unittest.TestCase):
 
 
 def main():
-    if not os.environ.get("DISPLAY"):
-        # Windows picks its display when it starts, so there has to be one from the beginning.
-        again = [sys.executable, *sys.argv]
-        sys.exit(subprocess.run(["xvfb-run", "-a", "-s", "-screen 0 1280x1024x24", *again], check=False).returncode)
+    ensure_display()
     OUTPUT.mkdir(parents=True, exist_ok=True)
     unittest.main(argv=sys.argv[:1] + sys.argv[6:], verbosity=2)
 

@@ -2,9 +2,17 @@
 import os
 import shutil
 import subprocess
+import sys
 import time
 import uuid
 from pathlib import Path
+
+
+def ensure_display():
+    """Runs this script once more, on a screen of its own, if it has none: Windows picks one when it starts."""
+    if not os.environ.get("DISPLAY"):
+        again = [sys.executable, *sys.argv]
+        sys.exit(subprocess.run(["xvfb-run", "-a", "-s", "-screen 0 1280x1024x24", *again], check=False).returncode)
 
 
 class Windows:
