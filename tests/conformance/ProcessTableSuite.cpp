@@ -53,7 +53,7 @@ class ProcessTableSuite : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
+    void initTestCase();
     void listsWhatRuns();
     void listsEachOnce();
     void programPath();
@@ -76,7 +76,7 @@ private:
     const ProcessTable *m_table = nullptr;
 };
 
-void ProcessTableSuite::init()
+void ProcessTableSuite::initTestCase()
 {
     m_computer = Computer::create();
     m_table = m_computer->platform().processTable.get();

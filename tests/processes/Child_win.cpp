@@ -11,7 +11,7 @@ Child Child::start(int milliseconds, int exitCode, const QString &path)
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(KvPlatform::wide(native), command.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr,
+    if (!CreateProcessW(KvPlatform::wide(native), command.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS, nullptr,
                         nullptr, &startup, &process))
         qFatal("can't start %s: %lu", qPrintable(native), GetLastError());
     CloseHandle(process.hThread);

@@ -5,8 +5,11 @@
 #include "platform/ProcessTable.h"
 
 #include <QtCore/QDir>
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QFileInfo>
+#include <QtCore/QOperatingSystemVersion>
 #include <QtCore/QTemporaryDir>
+#include <QtCore/QThread>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
@@ -21,11 +24,22 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int Patience = 60'000;
-constexpr int Rounds = 1000;
 constexpr int AtOnce = 50;
 
-/** How often a round with so many processes is repeated. */
-constexpr int Batches = Rounds / AtOnce;
+/** A thousand ends, fifty at a time. */
+constexpr int Batches = 20;
+
+#ifdef Q_OS_WIN
+// A start takes tens of milliseconds here.
+constexpr int RaceBatches = Batches / 2;
+constexpr int Kills = 100;
+// The pool's come and go as the system likes.
+constexpr int MostNewThreads = 8;
+#else
+constexpr int RaceBatches = Batches;
+constexpr int Kills = 500;
+constexpr int MostNewThreads = 0;
+#endif
 
 /** Systems make a few by themselves, at no particular round; what each round leaves behind shows many times over. */
 constexpr int MostNewHandles = 4;
@@ -53,6 +67,17 @@ using Watches = std::vector<std::unique_ptr<Watch>>;
 bool allHaveExited(const Watches &watches)
 {
     return std::all_of(watches.begin(), watches.end(), [](const auto &watch) { return watch->exits > 0; });
+}
+
+/** How long a process takes that does nothing, in milliseconds. */
+int shortestLife()
+{
+    constexpr int Tries = 5;
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < Tries; ++i)
+        Child::start(0, 0).collect();
+    return 1 + int(timer.elapsed()) / Tries;
 }
 
 /** Runs the loop for a while, for what must not come. */
@@ -90,6 +115,7 @@ private Q_SLOTS:
     void spiesOnManyThreads();
 
 private:
+    void endBatch();
     void settle();
 
     int m_handles = 0;
@@ -100,9 +126,8 @@ void tst_ProcessEnds::initTestCase()
 {
     if (!KvPlatform::Platform::current()->processTable->snapshot())
         QSKIP("this system's processes can't be seen");
-    // What a first watch makes once and for all: a thread, a way to wake it, a pool.
-    for (int i = 0; i < 3; ++i)
-        eachExitOnce();
+    // What the first watches make once and for all: a thread, a way to wake it, a pool.
+    endBatch();
 }
 
 void tst_ProcessEnds::init()
@@ -115,9 +140,7 @@ void tst_ProcessEnds::cleanup()
 {
     settle();
     QVERIFY2(Child::openHandles() <= m_handles + MostNewHandles, qPrintable(QString::number(Child::openHandles())));
-#ifndef Q_OS_WIN
-    QCOMPARE(Child::threads(), m_threads);
-#endif
+    QVERIFY2(Child::threads() <= m_threads + MostNewThreads, qPrintable(QString::number(Child::threads())));
 }
 
 /** Waits until other threads have let go of what ended. */
@@ -149,6 +172,9 @@ void tst_ProcessEnds::byObjectIdAndName()
     for (const KvProcessSpy *const spy : {&byObject, &byId, &byName}) {
         QVERIFY(spy->isRunning());
         QCOMPARE(spy->processId(), process.processId());
+        // Wine doesn't tell it to those who only watch.
+        if (!spy->program().isEmpty() || QOperatingSystemVersion::currentType() != QOperatingSystemVersion::Windows)
+            QCOMPARE(QFileInfo(spy->program()), QFileInfo(program));
     }
     QTRY_COMPARE_WITH_TIMEOUT(objectExited.size() + idExited.size() + nameExited.size(), 3, Patience);
     QCOMPARE(objectExited.at(0).at(0).toInt(), 7);
@@ -262,28 +288,33 @@ void tst_ProcessEnds::lowestAndOwnIds()
     QVERIFY(spy.isRunning());
 }
 
+void tst_ProcessEnds::endBatch()
+{
+    Watches watches;
+    for (int i = 0; i < AtOnce; ++i) {
+        watches.push_back(std::make_unique<Watch>(Child::start(i % 5, i)));
+        QVERIFY(watches.back()->spy.bind(watches.back()->child.id()));
+    }
+    QVERIFY(QTest::qWaitFor([&watches] { return allHaveExited(watches); }, Patience));
+    QCoreApplication::processEvents();
+    for (int i = 0; i < AtOnce; ++i) {
+        Watch &watch = *watches.at(size_t(i));
+        QCOMPARE(watch.exits, 1);
+        QCOMPARE(watch.lastCode, i);
+        QCOMPARE(watch.child.collect(), i);
+    }
+}
+
 void tst_ProcessEnds::eachExitOnce()
 {
-    for (int batch = 0; batch < Batches; ++batch) {
-        Watches watches;
-        for (int i = 0; i < AtOnce; ++i) {
-            watches.push_back(std::make_unique<Watch>(Child::start(i % 5, i)));
-            QVERIFY(watches.back()->spy.bind(watches.back()->child.id()));
-        }
-        QVERIFY(QTest::qWaitFor([&watches] { return allHaveExited(watches); }, Patience));
-        QCoreApplication::processEvents();
-        for (int i = 0; i < AtOnce; ++i) {
-            QCOMPARE(watches.at(size_t(i))->exits, 1);
-            QCOMPARE(watches.at(size_t(i))->lastCode, i);
-            QCOMPARE(watches.at(size_t(i))->child.collect(), i);
-        }
-    }
+    for (int batch = 0; batch < Batches && !QTest::currentTestFailed(); ++batch)
+        endBatch();
 }
 
 void tst_ProcessEnds::endsWhileTheSpyGoes()
 {
     int told = 0;
-    for (int batch = 0; batch < Batches; ++batch) {
+    for (int batch = 0; batch < RaceBatches; ++batch) {
         std::deque<Child> children;
         std::vector<std::unique_ptr<KvProcessSpy>> spies;
         for (int i = 0; i < AtOnce; ++i) {
@@ -311,7 +342,7 @@ void tst_ProcessEnds::endsWhileTheSpyIsBoundAnew()
         ++exits;
         lastCode = code;
     });
-    for (int batch = 0; batch < Batches; ++batch) {
+    for (int batch = 0; batch < RaceBatches; ++batch) {
         std::deque<Child> children;
         for (int i = 0; i <= AtOnce; ++i)
             children.push_back(Child::start(i == AtOnce ? 30 : i % 4, i == AtOnce ? 99 : i));
@@ -332,10 +363,11 @@ void tst_ProcessEnds::endsWhileTheSpyIsBoundAnew()
 void tst_ProcessEnds::killsWhatEndsByItself()
 {
     int ended = 0;
-    for (int i = 0; i < Rounds / 2; ++i) {
+    const int life = shortestLife();
+    for (int i = 0; i < Kills; ++i) {
         Watch watch(Child::start(0, 3));
         QVERIFY(watch.spy.bind(watch.child.id()));
-        QTest::qSleep(i % 6);
+        QThread::msleep(static_cast<unsigned long>(i % (2 * life)));
         watch.spy.kill();
         QCOMPARE(watch.spy.processId(), 0);
         QVERIFY(!watch.spy.isRunning());
@@ -347,7 +379,7 @@ void tst_ProcessEnds::killsWhatEndsByItself()
         QVERIFY(watch.exits == 0 || watch.lastCode == 3 || watch.lastCode == -1);
         ended += code == 3 ? 1 : 0;
     }
-    qInfo("%d of %d had ended by themselves", ended, Rounds / 2);
+    qInfo("%d of %d had ended by themselves", ended, Kills);
 }
 
 void tst_ProcessEnds::namesWhileOthersComeAndGo()
