@@ -18,7 +18,6 @@ class tst_StartJournal : public QObject
 
 private Q_SLOTS:
     void appendsLines();
-    void keepsNoneWithoutAPath();
     void warnsOnceOfAFileThatCannotBeWritten();
     void linesOfManyThreadsStayWhole();
 
@@ -35,25 +34,18 @@ private:
 void tst_StartJournal::appendsLines()
 {
     const QString path = m_folder.filePath(u"starts.jsonl"_s);
-    StartJournal(path).add({{u"call"_s, u"package"_s}, {u"fullName"_s, u"Ä\n\"x\""_s}});
-    StartJournal(path).add({{u"index"_s, 3}});
+    StartJournal(path).append({{u"call"_s, u"package"_s}, {u"fullName"_s, u"Ä\n\"x\""_s}});
+    StartJournal(path).append({{u"index"_s, 3}});
     QCOMPARE(read(), QByteArray("{\"call\":\"package\",\"fullName\":\"\xc3\x84\\n\\\"x\\\"\"}\n{\"index\":3}\n"));
-}
-
-void tst_StartJournal::keepsNoneWithoutAPath()
-{
-    const LogCatcher log;
-    StartJournal(QString()).add({{u"call"_s, u"package"_s}});
-    QCOMPARE(log.lines().size(), 0);
 }
 
 void tst_StartJournal::warnsOnceOfAFileThatCannotBeWritten()
 {
     const LogCatcher log;
     const QString path = m_folder.filePath(u"absent/starts.jsonl"_s);
-    StartJournal journal(path);
-    journal.add({{u"call"_s, u"package"_s}});
-    journal.add({{u"call"_s, u"package"_s}});
+    const StartJournal journal(path);
+    journal.append({{u"call"_s, u"package"_s}});
+    journal.append({{u"call"_s, u"package"_s}});
     QCOMPARE(log.lines().size(), 1);
     QVERIFY(log.texts(QtWarningMsg).first().startsWith(u"[MACHINE] "_s + path + u": "_s));
 }
@@ -63,12 +55,12 @@ void tst_StartJournal::linesOfManyThreadsStayWhole()
     constexpr int Threads = 4;
     constexpr int Lines = 100;
     QFile::remove(m_folder.filePath(u"starts.jsonl"_s));
-    StartJournal journal(m_folder.filePath(u"starts.jsonl"_s));
+    const StartJournal journal(m_folder.filePath(u"starts.jsonl"_s));
     std::vector<std::thread> threads;
     for (int i = 0; i < Threads; ++i) {
         threads.emplace_back([&journal, i] {
             for (int line = 0; line < Lines; ++line)
-                journal.add({{u"index"_s, i}});
+                journal.append({{u"index"_s, i}});
         });
     }
     for (std::thread &thread : threads)
