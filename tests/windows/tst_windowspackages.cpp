@@ -522,7 +522,7 @@ void TestWindowsPackages::launches_data()
 {
     QTest::addColumn<bool>("isElevated");
     QTest::addColumn<bool>("knowsUser");
-    QTest::addColumn<QString>("launch");
+    QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("find");
     const QString ofAll = u"PackageManager.FindPackageByPackageFullName"_s;
     const QString ofUser = u"PackageManager.FindPackageByUserSecurityIdPackageFullName"_s;
@@ -536,7 +536,7 @@ void TestWindowsPackages::launches()
 {
     QFETCH(bool, isElevated);
     QFETCH(bool, knowsUser);
-    QFETCH(QString, launch);
+    QFETCH(QString, line);
     QFETCH(QString, find);
     m_platform.reset();
     m_platform = std::make_unique<PackagePlatform>(isElevated);
@@ -544,7 +544,7 @@ void TestWindowsPackages::launches()
         findUser();
     serve(script());
     QVERIFY(launch(u"B_1"_s, 1));
-    QCOMPARE(m_server->takeLaunches(), QStringList{launch});
+    QCOMPARE(m_server->takeLaunches(), QStringList{line});
     QCOMPARE(m_server->takeCalls().filter(u"PackageManager.Find"_s), QStringList{find});
 }
 
