@@ -1,6 +1,8 @@
 #include "KvProgramContext_p.h"
 
+#include "ManagedApp.h"
+
 bool ProgramInfo::launchManaged()
 {
-    return false;
+    return ManagedApp::launch(managedTarget(), managedTargetAppIndex(), m_displayName, Q_FUNC_INFO);
 }

@@ -1,8 +1,8 @@
 #include "KvProgramIconProvider.h"
 
+#include "ManagedApp.h"
+
 QImage KvProgramIconProvider::loadManagedAppIcon(const QString &target, int index)
 {
-    Q_UNUSED(target);
-    Q_UNUSED(index);
-    return {};
+    return ManagedApp::icon(target, index, &isContentNarrow, Q_FUNC_INFO);
 }

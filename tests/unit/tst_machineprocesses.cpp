@@ -349,12 +349,12 @@ void TestMachineProcesses::linesStayWholeFromManyThreads()
     const MachineBuilder machine;
     const QString path = machine.path() + u"/starts.jsonl"_s;
     // Two journals of one file, as two processes have them.
-    StartJournal journals[] = {StartJournal(path), StartJournal(path)};
+    const StartJournal journals[] = {StartJournal(path), StartJournal(path)};
     std::vector<std::thread> threads;
     for (int i = 0; i < Threads; ++i) {
         threads.emplace_back([&journals, i] {
             for (int line = 0; line < Lines; ++line)
-                journals[i % 2].add({{u"thread"_s, i}, {u"text"_s, QString(3000, u'x')}});
+                journals[i % 2].append({{u"thread"_s, i}, {u"text"_s, QString(3000, u'x')}});
         });
     }
     for (std::thread &thread : threads)

@@ -6,12 +6,51 @@
 #include <QtTest/QTest>
 
 #include <limits>
+#include <new>
 
 using namespace Qt::StringLiterals;
 using KvPlatform::BitmapPixels;
 using KvPlatform::hresult_error;
 
 namespace {
+
+const QString Name = u"Name \"A\""_s;
+const QString LaunchFailed =
+    u"[FAIL] can't launch uwp app: \"Name \\\"A\\\"\" err: -2147024891 reason: \"Access is denied.\""_s;
+const QString IconFailed = u"[FAIL] can't get icon for: \"A_x64\" err: -2147024891 reason: \"Access is denied.\""_s;
+
+bool launch(const QString &fullName, int index)
+{
+    return ManagedApp::launch(fullName, index, Name, "the launch");
+}
+
+bool isNarrow(const QImage &)
+{
+    return true;
+}
+
+bool isWide(const QImage &)
+{
+    return false;
+}
+
+QImage icon(const QString &fullName, int index, bool (*check)(const QImage &) = &isWide)
+{
+    return ManagedApp::icon(fullName, index, check, "the icon");
+}
+
+/** Where the last message came from. */
+struct LogContext
+{
+    static inline QString file;
+    static inline QString function;
+
+    static void handle(QtMsgType, const QMessageLogContext &context, const QString &)
+    {
+        file = QString::fromLatin1(context.file);
+        function = QString::fromLatin1(context.function);
+    }
+};
 
 /** The calls that find an entry in a process that isn't elevated. */
 QStringList findCalls(const QString &index)
@@ -60,14 +99,17 @@ private Q_SLOTS:
     void launchesPlainly_data();
     void launchesPlainly();
     void launchesForNobodyIfTheUserIsGone();
-    void launchRaisesEachError();
+    void launchLogsEachError();
+    void errorsAreNamedSigned();
+    void linesTellWhereTheyComeFrom();
 
     void logoIsAskedForIn225();
     void unifiesPixels_data();
     void unifiesPixels();
     void logoThatCannotBeReachedIsNull();
     void logoOwnsItsPixels();
-    void logoRaisesEachError();
+    void iconLogsEachError();
+    void iconLogsOtherErrors();
     void cutsGlyphsOutOfPlates_data();
     void cutsGlyphsOutOfPlates();
 
@@ -125,8 +167,8 @@ void tst_ManagedApp::indexBeyondTheEntries()
     QFETCH(int, index);
     const LogCatcher log;
     QVERIFY(!ManagedApp::find(u"A_x64"_s, index));
-    QVERIFY(!ManagedApp::launch(u"A_x64"_s, index));
-    QVERIFY(ManagedApp::logo(u"A_x64"_s, index).isNull());
+    QVERIFY(!launch(u"A_x64"_s, index));
+    QVERIFY(icon(u"A_x64"_s, index).isNull());
     const QStringList calls = m_platform->calls->take();
     QVERIFY(calls.filter(u"at "_s).isEmpty());
     QVERIFY(calls.filter(u"launch"_s).isEmpty());
@@ -145,16 +187,16 @@ void tst_ManagedApp::missingPackageIsNoError()
 {
     const LogCatcher log;
     QVERIFY(!ManagedApp::find(u"C_x64"_s, 0));
-    QVERIFY(!ManagedApp::launch(u"C_x64"_s, 0));
-    QVERIFY(ManagedApp::logo(u"C_x64"_s, 0).isNull());
+    QVERIFY(!launch(u"C_x64"_s, 0));
+    QVERIFY(icon(u"C_x64"_s, 0).isNull());
     QCOMPARE(log.lines().size(), 0);
 }
 
 void tst_ManagedApp::missingPackageManagerIsNoError()
 {
     m_platform->packages->hasManager = false;
-    QVERIFY(!ManagedApp::launch(u"A_x64"_s, 0));
-    QVERIFY(ManagedApp::logo(u"A_x64"_s, 0).isNull());
+    QVERIFY(!launch(u"A_x64"_s, 0));
+    QVERIFY(icon(u"A_x64"_s, 0).isNull());
     QCOMPARE(m_platform->calls->take(), (QStringList{u"packageManager"_s, u"packageManager"_s}));
 }
 
@@ -162,7 +204,7 @@ void tst_ManagedApp::launchesForTheUserWhenElevated()
 {
     setElevated(true);
     findUser(u"user-1"_s);
-    QVERIFY(ManagedApp::launch(u"A_x64"_s, 0));
+    QVERIFY(launch(u"A_x64"_s, 0));
     QCOMPARE(m_platform->calls->take(),
              (QStringList{u"packageManager"_s, u"findPackage A_x64"_s, u"appListEntries"_s, u"size"_s, u"at 0"_s,
                           u"userFromId user-1"_s, u"launchForUser user-1"_s}));
@@ -184,7 +226,7 @@ void tst_ManagedApp::launchesPlainly()
     setElevated(isElevated);
     if (!userId.isEmpty())
         findUser(userId);
-    QVERIFY(ManagedApp::launch(u"A_x64"_s, 0));
+    QVERIFY(launch(u"A_x64"_s, 0));
     const QStringList calls = m_platform->calls->take();
     QCOMPARE(calls.last(), u"launch"_s);
     QCOMPARE(calls.size(), 6);
@@ -195,27 +237,55 @@ void tst_ManagedApp::launchesForNobodyIfTheUserIsGone()
     setElevated(true);
     findUser(u"user-1"_s);
     m_platform->packages->users.clear();
-    QVERIFY(ManagedApp::launch(u"A_x64"_s, 0));
+    QVERIFY(launch(u"A_x64"_s, 0));
     QCOMPARE(m_platform->calls->take().last(), u"launchForUser nobody"_s);
 }
 
-void tst_ManagedApp::launchRaisesEachError()
+void tst_ManagedApp::launchLogsEachError()
 {
     setElevated(true);
     findUser(u"user-1"_s);
-    QVERIFY(ManagedApp::launch(u"A_x64"_s, 0));
+    QVERIFY(launch(u"A_x64"_s, 0));
     const QStringList calls = m_platform->calls->take();
     for (qsizetype failing = 0; failing < calls.size(); ++failing) {
         m_platform->packages->fails = [failing, at = qsizetype(0)](const QString &) mutable { return at++ == failing; };
-        QVERIFY_EXCEPTION_THROWN(ManagedApp::launch(u"A_x64"_s, 0), hresult_error);
+        const LogCatcher log;
+        QVERIFY(!launch(u"A_x64"_s, 0));
         QCOMPARE(m_platform->calls->take(), calls.first(failing + 1));
+        QCOMPARE(log.texts(QtWarningMsg), QStringList{LaunchFailed});
+        QCOMPARE(log.lines().size(), 1);
     }
+}
+
+void tst_ManagedApp::errorsAreNamedSigned()
+{
+    m_platform->packages->fails = [](const QString &call) -> bool {
+        if (call == u"launch")
+            throw hresult_error(qint32(0x80004002), u"No such interface supported"_s);
+        return false;
+    };
+    const LogCatcher log;
+    QVERIFY(!launch(u"A_x64"_s, 0));
+    QVERIFY(log.texts(QtWarningMsg).first().endsWith(u" err: -2147467262 reason: \"No such interface supported\""_s));
+}
+
+void tst_ManagedApp::linesTellWhereTheyComeFrom()
+{
+    m_platform->packages->fails = [](const QString &) { return true; };
+    const QtMessageHandler former = qInstallMessageHandler(&LogContext::handle);
+    launch(u"A_x64"_s, 0);
+    const QStringList ofLaunch{LogContext::file, LogContext::function};
+    icon(u"A_x64"_s, 0);
+    const QStringList ofIcon{LogContext::file, LogContext::function};
+    qInstallMessageHandler(former);
+    QCOMPARE(ofLaunch, (QStringList{u"KvProgramContext"_s, u"the launch"_s}));
+    QCOMPARE(ofIcon, (QStringList{u"KvProgramIconProvider"_s, u"the icon"_s}));
 }
 
 void tst_ManagedApp::logoIsAskedForIn225()
 {
     logoOfA().pixels = picture(3, 2);
-    const QImage logo = ManagedApp::logo(u"A_x64"_s, 0);
+    const QImage logo = icon(u"A_x64"_s, 0);
     QCOMPARE(m_platform->calls->take(),
              findCalls(u"0"_s) +
                  QStringList({u"displayInfo"_s, u"logo 225 225"_s, u"pixelFormat"_s, u"alphaMode"_s, u"pixels"_s}));
@@ -252,7 +322,7 @@ void tst_ManagedApp::unifiesPixels()
     QFETCH(int, alphaMode);
     QFETCH(QStringList, calls);
     logoOfA() = {pixelFormat, alphaMode, picture(2, 2)};
-    QCOMPARE(ManagedApp::logo(u"A_x64"_s, 0).size(), QSize(2, 2));
+    QCOMPARE(icon(u"A_x64"_s, 0).size(), QSize(2, 2));
     const QStringList all = m_platform->calls->take();
     QCOMPARE(all.sliced(all.indexOf(u"logo 225 225"_s) + 1), calls);
 }
@@ -261,28 +331,44 @@ void tst_ManagedApp::logoThatCannotBeReachedIsNull()
 {
     logoOfA() = {87, 0, picture(2, 2), false};
     const LogCatcher log;
-    QVERIFY(ManagedApp::logo(u"A_x64"_s, 0).isNull());
+    QVERIFY(icon(u"A_x64"_s, 0).isNull());
     QCOMPARE(log.lines().size(), 0);
 }
 
 void tst_ManagedApp::logoOwnsItsPixels()
 {
     logoOfA().pixels = picture(2, 2);
-    const QImage logo = ManagedApp::logo(u"A_x64"_s, 0);
+    const QImage logo = icon(u"A_x64"_s, 0);
     m_platform->packages->packages.clear();
     QCOMPARE(logo.pixel(1, 1), qRgb(1, 1, 7));
 }
 
-void tst_ManagedApp::logoRaisesEachError()
+void tst_ManagedApp::iconLogsEachError()
 {
     logoOfA() = {30, 1, picture(2, 2)};
-    QVERIFY(!ManagedApp::logo(u"A_x64"_s, 0).isNull());
+    QVERIFY(!icon(u"A_x64"_s, 0).isNull());
     const QStringList calls = m_platform->calls->take();
     QCOMPARE(calls.size(), 11);
     for (qsizetype failing = 0; failing < calls.size(); ++failing) {
         m_platform->packages->fails = [failing, at = qsizetype(0)](const QString &) mutable { return at++ == failing; };
-        QVERIFY_EXCEPTION_THROWN(ManagedApp::logo(u"A_x64"_s, 0), hresult_error);
+        const LogCatcher log;
+        QVERIFY(icon(u"A_x64"_s, 0).isNull());
+        QCOMPARE(log.texts(QtWarningMsg), QStringList{IconFailed});
+        QCOMPARE(log.lines().size(), 1);
     }
+}
+
+void tst_ManagedApp::iconLogsOtherErrors()
+{
+    m_platform->packages->fails = [](const QString &call) -> bool {
+        if (call == u"pixels")
+            throw std::bad_alloc();
+        return false;
+    };
+    const LogCatcher log;
+    QVERIFY(icon(u"A_x64"_s, 0).isNull());
+    QCOMPARE(log.texts(QtWarningMsg), QStringList{u"[FAIL] can't get icon for: \"A_x64\" unknown error"_s});
+    QCOMPARE(log.lines().size(), 1);
 }
 
 void tst_ManagedApp::cutsGlyphsOutOfPlates_data()
@@ -298,13 +384,11 @@ void tst_ManagedApp::cutsGlyphsOutOfPlates()
 {
     QFETCH(QSize, size);
     QFETCH(QRect, cut);
-    const BitmapPixels pixels = picture(size.width(), size.height());
-    const QImage plate(reinterpret_cast<const uchar *>(pixels.bytes.constData()), size.width(), size.height(),
-                       QImage::Format_RGBA8888_Premultiplied);
-    QCOMPARE(ManagedApp::cutPlate(plate, true), plate.copy(cut));
-    const QImage whole = ManagedApp::cutPlate(plate, false);
-    QCOMPARE(whole, plate);
-    QVERIFY(whole.constBits() != plate.constBits());
+    logoOfA().pixels = picture(size.width(), size.height());
+    const QImage whole = icon(u"A_x64"_s, 0, &isWide);
+    QCOMPARE(whole.size(), size);
+    QCOMPARE(whole.pixel(size.width() - 1, size.height() - 1), qRgb(size.width() - 1, size.height() - 1, 7));
+    QCOMPARE(icon(u"A_x64"_s, 0, &isNarrow), whole.copy(cut));
 }
 
 QTEST_GUILESS_MAIN(tst_ManagedApp)

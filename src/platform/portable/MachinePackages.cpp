@@ -15,7 +15,7 @@ struct PackageMachine
 {
     std::shared_ptr<const MachineFacts> facts;
     std::shared_ptr<const Files> files;
-    std::shared_ptr<StartJournal> journal;
+    std::shared_ptr<const StartJournal> journal;
 };
 
 namespace {
@@ -160,7 +160,7 @@ private:
         if (error)
             start.insert(QStringLiteral("error"), error->code());
         if (m_machine->journal)
-            m_machine->journal->add(start);
+            m_machine->journal->append(start);
         raise(error);
     }
 
@@ -305,7 +305,7 @@ private:
 } // namespace
 
 MachinePackages::MachinePackages(std::shared_ptr<const MachineFacts> facts, std::shared_ptr<const Files> files,
-                                 std::shared_ptr<StartJournal> journal)
+                                 std::shared_ptr<const StartJournal> journal)
     : m_machine(std::make_shared<const PackageMachine>(
           PackageMachine{std::move(facts), std::move(files), std::move(journal)}))
 {}

@@ -20,7 +20,7 @@ class MachinePackages final : public Packages
 public:
     /** `files` finds the logos, `journal` gets the launches; without them there are none. */
     explicit MachinePackages(std::shared_ptr<const MachineFacts> facts, std::shared_ptr<const Files> files = nullptr,
-                             std::shared_ptr<StartJournal> journal = nullptr);
+                             std::shared_ptr<const StartJournal> journal = nullptr);
 
     std::unique_ptr<UserList> findAllUsers() const override;
     std::unique_ptr<RuntimeUser> userFromId(const QString &nonRoamableId) const override;

@@ -50,7 +50,7 @@ std::shared_ptr<const Platform> createMachinePlatform(const QString &folder)
     platform->files = std::make_shared<MachineFiles>(std::make_shared<const MachineDrives>(path));
     platform->environment = std::make_shared<MachineEnvironment>(facts->environment);
     platform->folders = std::make_shared<MachineFolders>(facts->folders);
-    const auto journal = std::make_shared<StartJournal>(path + QStringLiteral("/starts.jsonl"));
+    const auto journal = std::make_shared<const StartJournal>(path + QStringLiteral("/starts.jsonl"));
     platform->packages = std::make_shared<MachinePackages>(facts, platform->files, journal);
     addCommonParts(platform.get(), *facts, path + QStringLiteral("/registry"));
     platform->processes = std::make_shared<MachineProcesses>(platform->files, platform->tokens, journal);

@@ -52,7 +52,7 @@ QString joined(const QString &file, const QString &parameters)
 } // namespace
 
 MachineProcesses::MachineProcesses(std::shared_ptr<const Files> files, std::shared_ptr<const Tokens> tokens,
-                                   std::shared_ptr<StartJournal> journal)
+                                   std::shared_ptr<const StartJournal> journal)
     : m_files(std::move(files))
     , m_tokens(std::move(tokens))
     , m_journal(std::move(journal))
@@ -116,7 +116,7 @@ quint32 MachineProcesses::processId(const NativeHandle &process) const
 
 bool MachineProcesses::openUrl(const QUrl &url) const
 {
-    m_journal->add(
+    m_journal->append(
         {{QStringLiteral("call"), QStringLiteral("url")}, {QStringLiteral("url"), url.toString(QUrl::FullyEncoded)}});
     return true;
 }
@@ -138,7 +138,7 @@ StartResult MachineProcesses::finish(QJsonObject entry, quint32 error) const
 {
     if (error != 0)
         entry.insert(QStringLiteral("error"), qint64(error));
-    m_journal->add(entry);
+    m_journal->append(entry);
     if (error != 0)
         return {false, error, NativeHandle(), NativeHandle()};
     const quint32 id = nextProcessId();

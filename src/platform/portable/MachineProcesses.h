@@ -25,7 +25,7 @@ class MachineProcesses final : public Processes
 {
 public:
     MachineProcesses(std::shared_ptr<const Files> files, std::shared_ptr<const Tokens> tokens,
-                     std::shared_ptr<StartJournal> journal);
+                     std::shared_ptr<const StartJournal> journal);
 
     /** There is nothing in it. */
     NativeHandle createEnvironmentBlock(const NativeHandle &token, bool inherit) const override;
@@ -52,7 +52,7 @@ private:
 
     const std::shared_ptr<const Files> m_files;
     const std::shared_ptr<const Tokens> m_tokens;
-    const std::shared_ptr<StartJournal> m_journal;
+    const std::shared_ptr<const StartJournal> m_journal;
 };
 
 } // namespace KvPlatform

@@ -5,28 +5,27 @@
 #include <QtCore/QJsonDocument>
 
 #include <mutex>
-#include <utility>
 
 namespace KvPlatform {
 
-StartJournal::StartJournal(QString path)
-    : m_path(std::move(path))
+StartJournal::StartJournal(const QString &path)
+    : m_path(path)
 {}
 
-void StartJournal::add(const QJsonObject &start)
+void StartJournal::append(const QJsonObject &start) const
 {
-    if (m_path.isEmpty())
-        return;
-    const QByteArray line = QJsonDocument(start).toJson(QJsonDocument::Compact) + '\n';
     // One for all journals: not every host adds to a file in one piece.
     static std::mutex mutex;
+    const QByteArray line = QJsonDocument(start).toJson(QJsonDocument::Compact) + '\n';
     const std::lock_guard<std::mutex> lock(mutex);
     QFile file(m_path);
     // Unbuffered, so that a line is one call.
-    if (file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered) && file.write(line) == line.size())
+    const bool isOpen = file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered);
+    if (isOpen && file.write(line) == line.size())
         return;
-    if (!std::exchange(m_hasWarned, true))
+    if (!m_hasWarned)
         qWarning().noquote() << QStringLiteral("[MACHINE] %1: %2").arg(m_path, file.errorString());
+    m_hasWarned = true;
 }
 
 } // namespace KvPlatform

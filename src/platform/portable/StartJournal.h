@@ -1,31 +1,27 @@
 #pragma once
 
+#include <QtCore/QJsonObject>
 #include <QtCore/QString>
-
-QT_BEGIN_NAMESPACE
-class QJsonObject;
-QT_END_NAMESPACE
 
 namespace KvPlatform {
 
 /**
- * The file in which a machine folder keeps what was asked to be started, one JSON object a line.
+ * What programs a machine was asked to start: a text file with one JSON object in each line.
  *
- * add() may be called from any thread. A line is appended in one piece, so that several processes may share a machine.
- * A file that can't be written loses its lines, with one warning.
+ * May be called from any thread. A line is appended in one piece, so that several processes may share a machine.
  */
 class StartJournal
 {
 public:
-    /** `path` is the host's; an empty one keeps no journal. The file is made when the first line is written. */
-    explicit StartJournal(QString path);
+    /** `path` is the host's. The file is made when the first line is written. */
+    explicit StartJournal(const QString &path);
 
-    /** Appends a line, whole or not at all. */
-    void add(const QJsonObject &start);
+    /** Adds one line. Warns once if that fails. */
+    void append(const QJsonObject &start) const;
 
 private:
     const QString m_path;
-    bool m_hasWarned = false;
+    mutable bool m_hasWarned = false;
 };
 
 } // namespace KvPlatform

@@ -55,7 +55,7 @@ public:
     /** Waits until that many operations have come to the gate since the script was set; false after ten seconds. */
     virtual bool waitAtGate(int operations) = 0;
 
-    /** Waits until no thread of the server's runs; false after ten seconds. */
+    /** Waits until nothing runs on threads of the server's; false after ten seconds. */
     virtual bool waitForThreads() = 0;
 };
 

@@ -96,12 +96,17 @@ private:
     void endOnThread()
     {
         this->AddRef();
-        this->state().startThread([this] {
+        const auto work = [this] {
             if (m_ending == u"gate")
                 this->state().passGate();
             end(m_ending == u"error" ? Status::Error : m_ending == u"canceled" ? Status::Canceled : Status::Completed);
             this->Release();
-        });
+        };
+        // What blocks shall block nothing else.
+        if (m_ending == u"gate")
+            this->state().startThread(work);
+        else
+            this->state().post(work);
     }
 
     void end(Status status)

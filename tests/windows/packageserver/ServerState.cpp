@@ -149,17 +149,40 @@ void ServerState::addLaunch(const QString &launch)
         journal.write(launch.toUtf8() + '\n');
 }
 
-void ServerState::startThread(std::function<void()> work)
+void ServerState::runAndCount(Work work)
+{
+    work();
+    work = nullptr; // What it holds goes before it counts as done.
+    const std::lock_guard lock(m_mutex);
+    --m_threads;
+    m_changed.notify_all();
+}
+
+void ServerState::post(Work work)
 {
     const std::lock_guard lock(m_mutex);
     ++m_threads;
-    std::thread([this, task = std::move(work)]() mutable {
-        task();
-        task = nullptr; // What it holds goes before the thread counts as gone.
-        const std::lock_guard ending(m_mutex);
-        --m_threads;
-        m_changed.notify_all();
+    m_posted.push_back(std::move(work));
+    m_changed.notify_all();
+    if (std::exchange(m_hasWorker, true))
+        return;
+    std::thread([this] {
+        for (;;) {
+            std::unique_lock waiting(m_mutex);
+            m_changed.wait(waiting, [this] { return !m_posted.empty(); });
+            Work next = std::move(m_posted.front());
+            m_posted.pop_front();
+            waiting.unlock();
+            runAndCount(std::move(next));
+        }
     }).detach();
+}
+
+void ServerState::startThread(Work work)
+{
+    const std::lock_guard lock(m_mutex);
+    ++m_threads;
+    std::thread([this, task = std::move(work)]() mutable { runAndCount(std::move(task)); }).detach();
 }
 
 void ServerState::setGate(bool isOpen)

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <deque>
 #include <functional>
 #include <mutex>
 
@@ -44,14 +45,20 @@ public:
     void addLaunch(const QString &launch);
     void countObject(int change) { m_objects += change; }
 
+    using Work = std::function<void()>;
+
+    /** Runs `work` on the server's other thread, which does one thing after the other. */
+    void post(Work work);
+
     /** Runs `work` on a thread of its own. */
-    void startThread(std::function<void()> work);
+    void startThread(Work work);
 
     /** Blocks until the gate is open. */
     void passGate();
 
 private:
     HRESULT fail(qint32 code, const QString &text) const;
+    void runAndCount(Work work);
 
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
@@ -64,6 +71,8 @@ private:
     QString m_failureText;
     bool m_isGateOpen = true;
     int m_arrivals = 0;
-    int m_threads = 0;
+    int m_threads = 0; ///< And what has been posted.
+    bool m_hasWorker = false;
+    std::deque<Work> m_posted;
     std::atomic<int> m_objects{0};
 };
