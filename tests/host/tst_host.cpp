@@ -57,6 +57,7 @@ private:
 
     QString path(const QString &name) const { return m_folder.filePath(name); }
     void write(const QString &name, const QByteArray &bytes) const;
+    void writeWatchedKeys(const QString &machine) const;
     void writeGames() const;
     Result run(const QStringList &arguments, const QString &machineVariable = {}) const;
     Result runOnMachine(const QStringList &arguments) const;
@@ -174,18 +175,17 @@ void tst_Host::initTestCase()
             "publisherDisplayName": "Contoso",
             "version": { "major": 1, "minor": 2, "build": 3, "revision": 3 },
             "entries": [
-                { "displayName": "Notes", "description": "Short notes", "appUserModelId": "Contoso.Notes!App" }
+                { "displayName": "Notes", "description": "Short notes", "appUserModelId": "Contoso.Notes!App",
+                  "logo": "C:/logo.png" }
             ]
         } ],
         "metadata": "C:/rules.json"
     })");
-    // What the library watches, which it would miss otherwise.
-    write(QStringLiteral("desk/registry/keys.reg"), "Windows Registry Editor Version 5.00\n"
-                                                    "[HKEY_LOCAL_MACHINE\\Software\\RegisteredApplications]\n"
-                                                    "[HKEY_LOCAL_MACHINE\\" UNINSTALL "]\n"
-                                                    "[HKEY_USERS\\" SID "\\Software\\RegisteredApplications]\n"
-                                                    "[HKEY_USERS\\" SID "\\" UNINSTALL "]\n"
-                                                    "[" SLOTS "]\n");
+    QImage logo(225, 225, QImage::Format_ARGB32);
+    logo.fill(Qt::darkCyan);
+    QVERIFY(QDir(m_folder.path()).mkpath(QStringLiteral("desk/C")) &&
+            logo.save(path(QStringLiteral("desk/C/logo.png"))));
+    writeWatchedKeys(QStringLiteral("desk"));
     write(QStringLiteral("desk/C/Office/POWERPNT.EXE"), "MZ");
     write(QStringLiteral("desk/C/rules.json"), R"([
         { "target": "https://example.org/a b?c=%25", "displayName": "Meet", "tags": [ "meeting" ] },
@@ -206,12 +206,24 @@ void tst_Host::initTestCase()
     QVERIFY(QDir(m_folder.path()).mkpath(QStringLiteral("folder/machine.json")));
 }
 
+/** What the library watches, which it would miss otherwise. */
+void tst_Host::writeWatchedKeys(const QString &machine) const
+{
+    write(machine + QStringLiteral("/registry/keys.reg"), "Windows Registry Editor Version 5.00\n"
+                                                          "[HKEY_LOCAL_MACHINE\\Software\\RegisteredApplications]\n"
+                                                          "[HKEY_LOCAL_MACHINE\\" UNINSTALL "]\n"
+                                                          "[HKEY_USERS\\" SID "\\Software\\RegisteredApplications]\n"
+                                                          "[HKEY_USERS\\" SID "\\" UNINSTALL "]\n"
+                                                          "[" SLOTS "]\n");
+}
+
 /** A machine with games of some launchers, besides the one that all tests use. */
 void tst_Host::writeGames() const
 {
     write(
         QStringLiteral("games/machine.json"),
         R"({ "metadata": "C:/rules.json", "consoleUser": { "name": "kim", "domain": "DESK", "sid": "S-1-5-21-1-2-3-1001" } })");
+    writeWatchedKeys(QStringLiteral("games"));
     write(QStringLiteral("games/C/Office/POWERPNT.EXE"), "MZ");
     write(QStringLiteral("games/C/Ubisoft/UbisoftConnect.exe"), "MZ");
     write(QStringLiteral("games/C/rules.json"), R"([
@@ -422,7 +434,7 @@ void tst_Host::printsAndSavesInOneRun()
     const QString file = path(QStringLiteral("both.png"));
     const Result result = runOnMachine({QStringLiteral("--json"), QStringLiteral("--screenshot"), file});
     QCOMPARE(result.exitCode, 0);
-    // The programs of this machine have no icons.
+    // The program of this machine has no icon.
     static const QRegularExpression lines(
         QStringLiteral("\\A(\\[FAIL\\] can't get program icon for \"[^\"]+\"\\n)*\\z"));
     QVERIFY2(lines.match(QString::fromLatin1(result.errors)).hasMatch(), result.errors.constData());
