@@ -9,6 +9,8 @@ root=$KV_CACHE/windows-root
 qt_version=6.8.2
 qt=$KV_CACHE/qt-$qt_version-windows-x64-mingw
 triplet=x86_64-w64-mingw32
+# What is built in another folder, such as CI's, comes out of the compiler's cache as well.
+export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_DIR=$KV_CACHE/ccache CCACHE_BASEDIR=$project CCACHE_NOHASHDIR=1
 
 say() { printf '\033[1m==> %s\033[0m\n' "$*" >&2; }
 # Nothing is broken, something is missing: exit code 2.
