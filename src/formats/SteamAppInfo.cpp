@@ -30,6 +30,9 @@ constexpr Word Words[] = {
 
 constexpr qsizetype LongestWord = 10;
 
+// As many as it is faster to look through than to keep a set of.
+constexpr qsizetype FewExecutables = 16;
+
 struct Hit
 {
     qsizetype at;
@@ -238,14 +241,20 @@ void SteamAppInfo::lookFor(unsigned words, Value from)
 void SteamAppInfo::endSection()
 {
     m_sink(m_section);
+    if (m_section.executables.size() > FewExecutables)
+        m_seenExecutables.clear();
     m_section = Section();
-    m_seenExecutables.clear();
 }
 
 void SteamAppInfo::addExecutable(const QString &value)
 {
-    if (m_seenExecutables.contains(value))
+    QStringList &executables = m_section.executables;
+    if (executables.size() == FewExecutables)
+        m_seenExecutables = QSet<QString>(executables.cbegin(), executables.cend());
+    const bool areMany = executables.size() >= FewExecutables;
+    if (areMany ? m_seenExecutables.contains(value) : executables.contains(value))
         return;
-    m_seenExecutables.insert(value);
-    m_section.executables.append(value);
+    if (areMany)
+        m_seenExecutables.insert(value);
+    executables.append(value);
 }
