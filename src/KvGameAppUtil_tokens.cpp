@@ -46,6 +46,31 @@ qint64 look(QFile &file, char (&window)[Size])
     return file.atEnd() ? 0 : file.peek(window, Size);
 }
 
+/** A text for each single character, for the stray ones that binary data abounds in. */
+class SingleCharacters
+{
+public:
+    static QString text(char byte)
+    {
+        static const SingleCharacters characters;
+        return QString::fromRawData(&characters.m_texts[static_cast<uchar>(byte)][0], 1);
+    }
+
+private:
+    SingleCharacters()
+    {
+        for (char16_t i = 0; i < 128; ++i)
+            m_texts[i][0] = QChar(i);
+    }
+
+    QChar m_texts[128][2]; // Each with a zero behind it.
+};
+
+QString textOf(const char *bytes, qsizetype count)
+{
+    return count == 1 ? SingleCharacters::text(*bytes) : QString::fromLatin1(bytes, count);
+}
+
 QString restOfRun(QFile &file, QString run)
 {
     char window[LongWindow];
@@ -68,8 +93,8 @@ QString nextRun(QFile &file)
         file.skip(end < count ? end + 1 : count);
         if (begin == count)
             continue;
-        const QString run = QString::fromLatin1(window + begin, end - begin);
-        return end < count ? run : restOfRun(file, run);
+        QString run = textOf(window + begin, end - begin);
+        return end < count ? run : restOfRun(file, std::move(run));
     }
     return QString();
 }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 #include <utility>
 
 namespace {
@@ -16,7 +15,23 @@ constexpr unsigned Name = 4;
 constexpr unsigned Executable = 8;
 constexpr unsigned Arguments = 16;
 
+struct Word
+{
+    const char *text;
+    qsizetype length;
+    unsigned bit;
+    int window; ///< Where those four of its letters are that seldom stand elsewhere.
+};
+
+constexpr Word Words[] = {
+    {"appinfo", 7, AppInfo, 0},        {"clienticon", 10, ClientIcon, 0}, {"name", 4, Name, 0},
+    {"executable", 10, Executable, 1}, {"arguments", 9, Arguments, 1},
+};
+
 constexpr qsizetype LongestWord = 10;
+
+// As many as it is faster to look through than to keep a set of.
+constexpr qsizetype FewExecutables = 16;
 
 struct Hit
 {
@@ -24,72 +39,77 @@ struct Hit
     unsigned word; ///< 0 if there is none.
 };
 
-bool startsWith(const char *bytes, qsizetype size, const char *word, qsizetype length)
-{
-    return size >= length && std::memcmp(bytes, word, static_cast<std::size_t>(length)) == 0;
-}
-
-/** The word that begins at `bytes`, or 0. No word begins another. */
-unsigned wordAt(const char *bytes, qsizetype size)
-{
-    switch (*bytes) {
-    case 'a':
-        if (startsWith(bytes, size, "appinfo", 7))
-            return AppInfo;
-        return startsWith(bytes, size, "arguments", 9) ? Arguments : 0;
-    case 'c':
-        return startsWith(bytes, size, "clienticon", 10) ? ClientIcon : 0;
-    case 'e':
-        return startsWith(bytes, size, "executable", 10) ? Executable : 0;
-    case 'n':
-        return startsWith(bytes, size, "name", 4) ? Name : 0;
-    default:
-        return 0;
-    }
-}
-
 /**
- * Whether a word might begin in the first `Count` bytes; looks at three more. Without a branch, so that compilers make
- * vector code of it.
+ * Finds words by the pairs of letters in their windows. A window of four has three pairs, so that it is enough to look
+ * at every third pair of the bytes; and what is found there in the table doesn't depend on what was found before.
  */
-template<int Count>
-bool mayHoldWord(const char *bytes)
+class WordFinder
 {
-    unsigned char any = 0;
-    for (int i = 0; i < Count; ++i) {
-        const auto isPair = [&](int first, char letter, int second, char other) {
-            return static_cast<unsigned char>((bytes[i + first] == letter) & (bytes[i + second] == other));
-        };
-        any = static_cast<unsigned char>(any | isPair(1, 'p', 3, 'i') | isPair(0, 'c', 3, 'e') |
-                                         isPair(0, 'n', 2, 'm') | isPair(1, 'x', 3, 'c') | isPair(2, 'g', 3, 'u'));
+public:
+    static const WordFinder &instance()
+    {
+        static const WordFinder finder;
+        return finder;
     }
-    return any != 0;
-}
 
-Hit findWord(const char *bytes, qsizetype at, qsizetype size)
-{
-    constexpr int Block = 64;
-    constexpr int Part = 16;
-    qsizetype slowUntil = at;
-    while (at < size) {
-        if (at >= slowUntil) {
-            if (size - at >= Block + 3 && !mayHoldWord<Block>(bytes + at)) {
-                at += Block;
-                slowUntil = at;
+    /** The first word that lies in the bytes from `from` on. */
+    Hit find(const char *bytes, qsizetype from, qsizetype size) const
+    {
+        qsizetype at = from;
+        for (; size - at > 4 * Step; at += 4 * Step) {
+            const char *const here = bytes + at;
+            if (!(entry(here) | entry(here + Step) | entry(here + 2 * Step) | entry(here + 3 * Step)))
                 continue;
-            }
-            if (size - at >= Part + 3 && !mayHoldWord<Part>(bytes + at)) {
-                at += Part;
-                slowUntil = at;
-                continue;
-            }
-            slowUntil = at + Part;
+            const Hit hit = findAt(bytes, from, at, at + 4 * Step, size);
+            if (hit.word)
+                return hit;
         }
-        if (const unsigned word = wordAt(bytes + at, size - at))
-            return {at, word};
-        ++at;
+        return findAt(bytes, from, at, size - 1, size);
     }
-    return {size, 0};
+
+private:
+    static constexpr qsizetype Step = 3;
+
+    WordFinder()
+    {
+        uchar number = 1;
+        for (const Word &word : Words) {
+            for (int i = 0; i < Step; ++i)
+                m_entries[index(word.text + word.window + i)] = number++;
+        }
+    }
+
+    /** Bytes beyond ASCII fall on others; the words themselves are compared in the end. */
+    static std::size_t index(const char *pair)
+    {
+        return std::size_t(pair[0] & 0x7F) << 7 | std::size_t(pair[1] & 0x7F);
+    }
+
+    uchar entry(const char *pair) const { return m_entries[index(pair)]; }
+
+    /** Looks at every third pair from `pair` to before `end`. */
+    Hit findAt(const char *bytes, qsizetype from, qsizetype pair, qsizetype end, qsizetype size) const
+    {
+        for (; pair < end; pair += Step) {
+            const int number = entry(bytes + pair) - 1;
+            if (number < 0)
+                continue;
+            const Word &word = Words[number / Step];
+            const qsizetype start = pair - word.window - number % Step;
+            if (start >= from && size - start >= word.length &&
+                std::memcmp(bytes + start, word.text, static_cast<std::size_t>(word.length)) == 0)
+                return {start, word.bit};
+        }
+        return {size, 0};
+    }
+
+    // By pair: 0, or the number of the window's pair, from 1 on through all words.
+    uchar m_entries[128 * 128] = {};
+};
+
+Hit findWord(const char *bytes, qsizetype from, qsizetype size)
+{
+    return WordFinder::instance().find(bytes, from, size);
 }
 
 unsigned wordsIn(QByteArrayView run)
@@ -221,14 +241,20 @@ void SteamAppInfo::lookFor(unsigned words, Value from)
 void SteamAppInfo::endSection()
 {
     m_sink(m_section);
+    if (m_section.executables.size() > FewExecutables)
+        m_seenExecutables.clear();
     m_section = Section();
-    m_seenExecutables.clear();
 }
 
 void SteamAppInfo::addExecutable(const QString &value)
 {
-    if (m_seenExecutables.contains(value))
+    QStringList &executables = m_section.executables;
+    if (executables.size() == FewExecutables)
+        m_seenExecutables = QSet<QString>(executables.cbegin(), executables.cend());
+    const bool areMany = executables.size() >= FewExecutables;
+    if (areMany ? m_seenExecutables.contains(value) : executables.contains(value))
         return;
-    m_seenExecutables.insert(value);
-    m_section.executables.append(value);
+    if (areMany)
+        m_seenExecutables.insert(value);
+    executables.append(value);
 }

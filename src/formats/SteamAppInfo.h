@@ -61,7 +61,7 @@ private:
 
     Sink m_sink;
     Section m_section;
-    QSet<QString> m_seenExecutables;
+    QSet<QString> m_seenExecutables; ///< Those of the section, once they are many.
     Value m_value = Value::None;
 
     bool m_isInRun = false; ///< Whether the bytes so far end within a run.
