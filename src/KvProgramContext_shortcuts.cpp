@@ -4,6 +4,8 @@
 #include "platform/Files.h"
 #include "platform/WindowsPath.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr int MostShortcuts = 7;
@@ -74,7 +76,8 @@ void KvProgramContext::refreshShortcuts()
         if (ProgramInfo *const app = findTarget(target, nullptr))
             shortcuts.append(app);
     }
-    if (shortcuts == m_shortcuts)
+    // QList's own comparison hands null pointers to memcmp for empty lists.
+    if (std::equal(shortcuts.cbegin(), shortcuts.cend(), m_shortcuts.cbegin(), m_shortcuts.cend()))
         return;
     m_shortcuts = shortcuts;
     Q_EMIT shortcutsChanged();

@@ -3,6 +3,7 @@
 #include "platform/portable/MachineRegistry.h"
 
 #include <QtCore/QAbstractEventDispatcher>
+#include <QtCore/QCoreApplication>
 #include <QtCore/QEvent>
 #include <QtCore/QFileInfo>
 #include <QtCore/QFileSystemWatcher>
@@ -52,6 +53,15 @@ public:
         connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &FolderWatch::onChanged);
         connect(&m_batch, &QTimer::timeout, this, &FolderWatch::takeIn);
         watchFiles();
+    }
+
+    /** The last to let go of it may be on another thread. */
+    static void end(FolderWatch *watch)
+    {
+        if (watch->thread() == QThread::currentThread())
+            delete watch;
+        else
+            watch->deleteLater();
     }
 
 private:
@@ -141,13 +151,16 @@ std::shared_ptr<MachineRegistryWatches::FolderWatch> MachineRegistryWatches::fol
 {
     if (m_registry->folder().isEmpty() || !QAbstractEventDispatcher::instance())
         return nullptr;
+    const QThread *const thread = QThread::currentThread();
     const std::lock_guard<std::mutex> lock(m_mutex);
-    std::weak_ptr<FolderWatch> &shared = m_folderWatches[QThread::currentThread()];
+    std::weak_ptr<FolderWatch> &shared = m_folderWatches[thread];
     std::shared_ptr<FolderWatch> watch = shared.lock();
     if (!watch) {
-        watch = std::make_shared<FolderWatch>(m_registry);
+        watch = std::shared_ptr<FolderWatch>(new FolderWatch(m_registry), &FolderWatch::end);
         shared = watch;
     }
+    if (QCoreApplication::instance() && thread == QCoreApplication::instance()->thread())
+        m_mainFolderWatch = watch;
     return watch;
 }
 

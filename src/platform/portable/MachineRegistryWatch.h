@@ -16,9 +16,10 @@ class MachineRegistry;
 /**
  * Keys of a machine folder's registry, watched through the store's own notices.
  *
- * While a thread has open keys and an event loop, changes that other processes make to the registry's files are noticed
- * on it within some hundredths of a second, and taken in. All flags of a filter count as set. Notices come from
- * whichever thread changes the registry, and are delivered on the thread that opened the key.
+ * While a thread has open keys and an event loop, and the main thread from its first one on, changes that other
+ * processes make to the registry's files are noticed on it within some hundredths of a second, and taken in. All flags
+ * of a filter count as set. Notices come from whichever thread changes the registry, and are delivered on the thread
+ * that opened the key.
  */
 class MachineRegistryWatches final : public RegistryWatches
 {
@@ -35,8 +36,9 @@ private:
     std::shared_ptr<FolderWatch> folderWatch() const;
 
     const std::shared_ptr<MachineRegistry> m_registry;
-    mutable std::mutex m_mutex; ///< Guards m_folderWatches.
+    mutable std::mutex m_mutex; ///< Guards what follows.
     mutable std::unordered_map<const QThread *, std::weak_ptr<FolderWatch>> m_folderWatches;
+    mutable std::shared_ptr<FolderWatch> m_mainFolderWatch; ///< Kept, since its end makes Linux wait for a while.
 };
 
 } // namespace KvPlatform

@@ -8,10 +8,11 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
-#include <QtCore/QSaveFile>
 #include <QtCore/QThread>
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 namespace KvPlatform {
 
@@ -21,6 +22,11 @@ constexpr qint64 MaximumFileSize = 256 * 1024 * 1024;
 constexpr qint64 CoarsestTime = 2000; // Milliseconds between two times of change that every file system tells apart.
 constexpr qint64 LockPatience = 10'000;
 const QLatin1String WrittenFile("zz-written.reg");
+
+std::filesystem::path nativePath(const QString &path)
+{
+    return std::filesystem::path(path.toStdU16String());
+}
 
 QByteArray hashOf(const QByteArray &content)
 {
@@ -140,9 +146,16 @@ std::unique_ptr<FolderLock> RegistryFiles::lock() const
 
 QString RegistryFiles::write(const QByteArray &content)
 {
-    QSaveFile file(writtenPath());
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
+    // Replaced as a whole, so that neither a reader nor the end of this process comes upon half of it. Waiting for the
+    // disk, as QSaveFile does, would hold up the interface's thread for each value.
+    QFile file(writtenPath() + QStringLiteral(".new"));
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.flush())
         return file.errorString();
+    file.close();
+    std::error_code error;
+    std::filesystem::rename(nativePath(file.fileName()), nativePath(writtenPath()), error);
+    if (error)
+        return QString::fromLocal8Bit(error.message().c_str());
     keepState(writtenPath(), stateOf(writtenPath()), content);
     return QString();
 }
