@@ -3,6 +3,7 @@
 #include "KvProgramContext.h"
 #include "KvProgramInitializer.h"
 #include "KvRegistrySpy.h"
+#include "Process.h"
 
 #include <QtCore/QFile>
 #include <QtTest/QTest>
@@ -34,6 +35,7 @@ private Q_SLOTS:
     void programContext();
     void programInitializer();
     void registrySpy();
+    void process();
     void resourcesComeWithTheLibrary();
     void metaObjectsAreTheLibrarys();
 };
@@ -120,6 +122,18 @@ void tst_PublicHeaders::registrySpy()
     QCOMPARE(KvRegistrySpy::hkey(u"hklm\\X"_s), u"HKEY_LOCAL_MACHINE\\X"_s);
     const KvRegistrySpy spy(this);
     QCOMPARE(spy.prefix(), QString());
+}
+
+void tst_PublicHeaders::process()
+{
+    using C = Process;
+    QCOMPARE(count(&C::start, &C::isRunning, &C::startDetached, &C::startCommandDetached, &C::startAsUser,
+                   &C::startCommandAsUser, &C::startAsUserElevated, &C::startCommandAsUserElevated, &C::startAsAdmin,
+                   &C::startCommandAsAdmin, &C::executeAsAdmin, &C::executeCommandAsAdmin, &C::exited),
+             13);
+    const Process process(this);
+    QVERIFY(!process.isRunning());
+    QCOMPARE(process.parent(), this);
 }
 
 void tst_PublicHeaders::resourcesComeWithTheLibrary()
