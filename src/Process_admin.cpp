@@ -5,7 +5,6 @@
 
 #include <QtCore/QDebug>
 
-using KvPlatform::NativeHandle;
 using KvPlatform::Platform;
 using KvPlatform::Processes;
 using KvPlatform::ShellStart;

@@ -11,6 +11,7 @@
 #include "KvRiotAppUtil.h"
 #include "KvUbisoftAppUtil.h"
 #include "KvWeGameAppUtil.h"
+#include "Process.h"
 
 #include <QtCore/QFile>
 #include <QtTest/QTest>
@@ -44,6 +45,7 @@ private Q_SLOTS:
     void programInitializer();
     void registrySpy();
     void launcherScanners();
+    void process();
     void resourcesComeWithTheLibrary();
     void metaObjectsAreTheLibrarys();
 };
@@ -166,6 +168,18 @@ void tst_PublicHeaders::launcherScanners()
                    &Ubisoft::isUbisoftCenterApp, &WeGame::getExecutablePathByInstallLocation,
                    &WeGame::getRunningWeGameAppTitle, &WeGame::isWeGameAppWindow),
              6);
+}
+
+void tst_PublicHeaders::process()
+{
+    using C = Process;
+    QCOMPARE(count(&C::start, &C::isRunning, &C::startDetached, &C::startCommandDetached, &C::startAsUser,
+                   &C::startCommandAsUser, &C::startAsUserElevated, &C::startCommandAsUserElevated, &C::startAsAdmin,
+                   &C::startCommandAsAdmin, &C::executeAsAdmin, &C::executeCommandAsAdmin, &C::exited),
+             13);
+    const Process process(this);
+    QVERIFY(!process.isRunning());
+    QCOMPARE(process.parent(), this);
 }
 
 void tst_PublicHeaders::resourcesComeWithTheLibrary()

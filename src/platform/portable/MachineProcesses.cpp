@@ -21,7 +21,7 @@ constexpr quint32 FileNotFound = 2;  // ERROR_FILE_NOT_FOUND
 constexpr quint32 InvalidHandle = 6; // ERROR_INVALID_HANDLE
 constexpr quint32 StillActive = 259;
 constexpr quint32 KeepProcess = 0x40; // SEE_MASK_NOCLOSEPROCESS
-constexpr qint64 MaximumFileSize = 64 * 1024;
+constexpr qint64 MaximumFileSize = 65536;
 
 // No host gives its processes ids as high as these.
 constexpr quint32 FirstProcessId = 0x40000000;
