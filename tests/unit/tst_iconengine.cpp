@@ -6,7 +6,6 @@
 
 #include <XDispatch.h>
 
-#include <QtCore/QMutex>
 #include <QtCore/QPointer>
 #include <QtQml/QQmlComponent>
 #include <QtQml/QQmlEngine>
@@ -15,6 +14,8 @@
 #include <QtTest/QTest>
 
 #include <memory>
+#include <mutex>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 using Probe = KvProgramIconProviderProbe;
@@ -37,21 +38,30 @@ class Responses
 public:
     void add(QQuickImageResponse *response)
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_responses.append(response);
     }
+
+    /** Hands over from the engine's thread, whose end is hidden in Qt from ThreadSanitizer. */
+    void synchronize() { const std::lock_guard lock(m_mutex); }
 
     /** Once the engine is gone and no job runs. */
     void deleteForgotten()
     {
-        const QMutexLocker lock(&m_mutex);
-        for (const QPointer<QQuickImageResponse> &response : std::as_const(m_responses))
+        // One of them may be the last to hold the provider.
+        const QList<QPointer<QQuickImageResponse>> forgotten = take();
+        for (const QPointer<QQuickImageResponse> &response : forgotten)
             delete response;
-        m_responses.clear();
     }
 
 private:
-    QMutex m_mutex;
+    QList<QPointer<QQuickImageResponse>> take()
+    {
+        const std::lock_guard lock(m_mutex);
+        return std::exchange(m_responses, {});
+    }
+
+    std::mutex m_mutex;
     QList<QPointer<QQuickImageResponse>> m_responses;
 };
 
@@ -62,6 +72,8 @@ public:
         : KvProgramIconProvider(nullptr)
         , m_responses(std::move(responses))
     {}
+
+    ~RecordedProvider() override { m_responses->synchronize(); }
 
     QQuickImageResponse *requestImageResponse(const QString &id, const QSize &requestedSize) override
     {
