@@ -61,6 +61,7 @@ Item {
             spacing: Theme.unit * 3
 
             IconTile {
+                objectName: "icon"
                 name: tile.entry ? tile.entry.name : ""
                 source: tile.entry ? tile.entry.icon : ""
                 available: tile.iconsAvailable

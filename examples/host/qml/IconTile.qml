@@ -22,6 +22,7 @@ Rectangle {
     Accessible.ignored: true
 
     Text {
+        objectName: "initial"
         anchors.centerIn: parent
         visible: !tile.pictured
         text: Entries.initial(tile.name)
@@ -35,6 +36,7 @@ Rectangle {
     Image {
         id: picture
 
+        objectName: "picture"
         anchors.fill: parent
         source: tile.available ? tile.source : ""
         sourceSize: Qt.size(width, height)

@@ -17,7 +17,7 @@ AbstractButton {
     implicitHeight: implicitWidth
     padding: Theme.unit * 1.5
     // Not disabled without an entry, since that would take away the focus before the bar can pass it on.
-    focusPolicy: !entry ? Qt.NoFocus : reachable ? Qt.StrongFocus : Qt.ClickFocus
+    focusPolicy: reachable && entry || activeFocus ? Qt.StrongFocus : entry ? Qt.ClickFocus : Qt.NoFocus
     text: entry ? entry.name : ""
     Accessible.ignored: entry === null
     Accessible.name: running ? qsTr("%1, running").arg(text) : text
