@@ -10,7 +10,7 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QSaveFile>
 #include <QtGui/QImage>
-#include <QtQml/QQmlContext>
+#include <QtQuick/QQuickItem>
 #include <QtQuick/QQuickWindow>
 
 #include <algorithm>
@@ -18,10 +18,20 @@
 
 namespace {
 
+constexpr int LookTime = 20; // Milliseconds between two looks at the window's pictures.
+
 void tell(const QString &line)
 {
     const QByteArray text = line.toLocal8Bit();
     std::fprintf(stderr, "%s\n", text.constData());
+}
+
+/** Whether a picture below `item` isn't ready yet. */
+bool isLoading(const QQuickItem &item)
+{
+    const QList<QQuickItem *> children = item.childItems();
+    return item.property("loading").toBool() ||
+           std::any_of(children.cbegin(), children.cend(), [](const QQuickItem *child) { return isLoading(*child); });
 }
 
 } // namespace
@@ -30,12 +40,9 @@ Host::Host(const Options &options)
     : m_options(options)
     , m_catalogue(KvProgramContext::instance())
     , m_launchers(*m_catalogue)
+    , m_marks(*m_catalogue, options.settings.isEmpty() ? StoredSettings::builtInFile() : options.settings,
+              options.model)
 {
-    if (!m_options.model.isEmpty()) {
-        m_storedSettings.load(m_options.settings.isEmpty() ? StoredSettings::builtInFile() : m_options.settings);
-        // The tools' signal comes first, so both lists are there.
-        connect(m_catalogue, &KvProgramContext::gameAppsChanged, this, &Host::markInstalledApps);
-    }
     connect(m_catalogue, &KvProgramContext::isEmptyChanged, this, &Host::onScanCompleted);
     m_patience.setSingleShot(true);
     connect(&m_patience, &QTimer::timeout, this, &Host::onTimeout);
@@ -58,32 +65,29 @@ void Host::start()
     startFirstScan();
 }
 
-QString Host::launcherOf(KvAppSetting *app)
+QVariantMap Host::windowProperties()
 {
-    return app ? m_launchers.launcherOf(*app) : QString();
-}
-
-void Host::markInstalledApps()
-{
-    m_catalogue->updateInstalledAppListByModel(m_options.model, m_storedSettings.games(), m_storedSettings.tools());
-}
-
-bool Host::loadWindow()
-{
-    m_engine = std::make_unique<QQmlApplicationEngine>();
-    m_engine->rootContext()->setContextProperty(QStringLiteral("host"), this);
-    auto *const icons = new KvProgramIconProvider(nullptr);
-    m_engine->addImageProvider(ProgramInfo::ICON_PROVIDER, icons);
     QVariantMap properties{
         {QStringLiteral("iconsAvailable"), m_engine->imageProvider(ProgramInfo::ICON_PROVIDER) != nullptr},
         {QStringLiteral("firstCategory"), m_options.category},
         {QStringLiteral("firstSearch"), m_options.search},
+        {QStringLiteral("marks"), QVariant::fromValue(&m_marks)},
+        {QStringLiteral("launchers"), QVariant::fromValue(&m_launchers)},
+        {QStringLiteral("running"), QVariant::fromValue(&m_running)},
     };
     if (m_options.size.isValid()) {
         properties.insert(QStringLiteral("width"), m_options.size.width());
         properties.insert(QStringLiteral("height"), m_options.size.height());
     }
-    m_engine->setInitialProperties(properties);
+    return properties;
+}
+
+bool Host::loadWindow()
+{
+    m_engine = std::make_unique<QQmlApplicationEngine>();
+    auto *const icons = new KvProgramIconProvider(nullptr);
+    m_engine->addImageProvider(ProgramInfo::ICON_PROVIDER, icons);
+    m_engine->setInitialProperties(windowProperties());
     m_engine->load(QUrl(QStringLiteral("qrc:/KvHost/Main.qml")));
     m_window = qobject_cast<QQuickWindow *>(m_engine->rootObjects().value(0));
     icons->setContextWindow(m_window);
@@ -137,7 +141,7 @@ void Host::onFirstScanCompleted()
     if (m_options.screenshot.isEmpty())
         end(0);
     else
-        saveNextFrame();
+        saveWhenLoaded();
 }
 
 void Host::onTimeout()
@@ -168,6 +172,15 @@ bool Host::launchProgram() const
     else
         tell(tr("The program \"%1\" can't be started.").arg(m_options.launch));
     return false;
+}
+
+/** Waits for the programs' pictures, which are ready some moments after the lists. */
+void Host::saveWhenLoaded()
+{
+    if (isLoading(*m_window->contentItem()))
+        QTimer::singleShot(LookTime, this, &Host::saveWhenLoaded);
+    else
+        saveNextFrame();
 }
 
 void Host::saveNextFrame()

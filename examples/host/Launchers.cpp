@@ -1,6 +1,5 @@
 #include "Launchers.h"
 
-#include "KvAppSetting.h"
 #include "KvBattleNetAppUtil.h"
 #include "KvEpicAppUtil.h"
 #include "KvGameAppInfo.h"
@@ -112,6 +111,11 @@ QString Launchers::launcherOf(const KvAppSetting &app)
     if (!m_isCurrent)
         askScanners();
     return m_launcherByGame.value(keyOf(app));
+}
+
+QString Launchers::launcherOf(KvAppSetting *app)
+{
+    return app ? launcherOf(*app) : QString();
 }
 
 void Launchers::askScanners()

@@ -80,6 +80,16 @@ QString StoredSettings::load(const QString &path)
     return {};
 }
 
+QStringList StoredSettings::models() const
+{
+    QStringList result;
+    for (const auto *const list : {&m_games, &m_tools}) {
+        for (const auto &setting : *list)
+            result.append(setting->monitorModel());
+    }
+    return result;
+}
+
 QList<KvAppSetting *> StoredSettings::games() const
 {
     return pointers(m_games);

@@ -2,6 +2,7 @@
 
 #include <QtCore/QList>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 
 #include <memory>
 #include <vector>
@@ -25,6 +26,9 @@ public:
 
     /** Reads a file in place of what is there; gives what is wrong with it as one line for the user, or nothing. */
     QString load(const QString &path);
+
+    /** The models of all settings, each as often as it stands there. */
+    QStringList models() const;
 
     /** For the catalogue: in lower case and with forward slashes, as it compares. They stay this object's. */
     QList<KvAppSetting *> games() const;

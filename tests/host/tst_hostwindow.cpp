@@ -1,23 +1,15 @@
 #include "KvProgramContext.h"
-#include "KvProgramInitializer.h"
+#include "WindowFixture.h"
 
-#include <QtCore/QDir>
-#include <QtCore/QFile>
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
-#include <QtCore/QJsonObject>
-#include <QtCore/QTemporaryDir>
-#include <QtQml/QQmlApplicationEngine>
 #include <QtQuick/QQuickItem>
 #include <QtQuick/QQuickWindow>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
 #include <algorithm>
-#include <memory>
 
 /** The example host's window, used as a person would: by keyboard and mouse, over a small machine. */
-class tst_HostWindow : public QObject
+class tst_HostWindow : public QObject, private WindowFixture
 {
     Q_OBJECT
 
@@ -39,137 +31,24 @@ private Q_SLOTS:
     void rescansWithF5();
     void changesItsShapeWithItsWidth();
     void namesItsEntriesForScreenReaders();
-
-private:
-    void writeMachine() const;
-    void write(const QString &name, const QByteArray &bytes) const;
-    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
-    void type(const QString &text);
-    QQuickItem *find(const char *name) const;
-    QString selected() const;
-    bool areDetailsBeside() const;
-    int shown() const { return find("grid")->property("count").toInt(); }
-
-    QTemporaryDir m_folder;
-    QStringList m_warnings;
-    std::unique_ptr<QQmlApplicationEngine> m_engine;
-    QQuickWindow *m_window = nullptr;
+    void showsPicturesOrInitials_data();
+    void showsPicturesOrInitials();
+    void scrollsThroughTenThousandEntries();
 };
-
-namespace {
-
-constexpr int Programs = 300;
-
-QQuickItem *findItem(QQuickItem *root, const QString &name)
-{
-    if (root->objectName() == name)
-        return root;
-    for (QQuickItem *child : root->childItems()) {
-        if (QQuickItem *found = findItem(child, name))
-            return found;
-    }
-    return nullptr;
-}
-
-QString numbered(int number)
-{
-    return QStringLiteral("Program %1").arg(number, 3, 10, QLatin1Char('0'));
-}
-
-} // namespace
-
-void tst_HostWindow::write(const QString &name, const QByteArray &bytes) const
-{
-    QVERIFY(QDir(m_folder.path()).mkpath(QFileInfo(name).path()));
-    QFile file(m_folder.filePath(name));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(bytes), qint64(bytes.size()));
-}
-
-void tst_HostWindow::writeMachine() const
-{
-    QJsonArray rules;
-    for (int i = 0; i < Programs; ++i) {
-        QJsonObject rule{
-            {QStringLiteral("target"), QStringLiteral("https://example.org/%1").arg(i)},
-            {QStringLiteral("displayName"), numbered(i)},
-            {QStringLiteral("publisherName"), i % 2 == 0 ? QStringLiteral("Even House") : QStringLiteral("Odd House")},
-        };
-        if (i < 2)
-            rule.insert(QStringLiteral("tags"), QJsonArray{QStringLiteral("meeting")});
-        rules.append(rule);
-    }
-    write(QStringLiteral("machine.json"), R"({
-        "consoleUser": { "name": "kim", "domain": "DESK", "sid": "S-1-5-21-1-2-3-1001" },
-        "metadata": "C:/rules.json"
-    })");
-    write(QStringLiteral("C/rules.json"), QJsonDocument(rules).toJson());
-}
 
 void tst_HostWindow::initTestCase()
 {
-    QVERIFY(m_folder.isValid());
-    writeMachine();
-    qputenv("KVPROGRAM_MACHINE", m_folder.path().toLocal8Bit());
-    qputenv("QT_QUICK_CONTROLS_STYLE", "Basic");
-    qputenv("QT_QUICK_BACKEND", "software");
-    KvProgramInitializer::init();
+    QVERIFY(prepare());
 }
 
 void tst_HostWindow::init()
 {
-    m_engine = std::make_unique<QQmlApplicationEngine>();
-    connect(m_engine.get(), &QQmlEngine::warnings, this, [this](const QList<QQmlError> &warnings) {
-        for (const QQmlError &warning : warnings)
-            m_warnings.append(warning.toString());
-    });
-    m_engine->load(QUrl::fromLocalFile(QStringLiteral(KV_SOURCE_DIR "/examples/host/qml/Main.qml")));
-    m_window = qobject_cast<QQuickWindow *>(m_engine->rootObjects().value(0));
-    QVERIFY(m_window);
-    QVERIFY(QTest::qWaitForWindowActive(m_window));
-
-    QSignalSpy completed(KvProgramContext::instance(), &KvProgramContext::isEmptyChanged);
-    QVERIFY(QMetaObject::invokeMethod(m_window, "rescan"));
-    QVERIFY(completed.wait(30000));
-    QTRY_COMPARE(shown(), Programs);
-    QTRY_VERIFY(areDetailsBeside()); // The grid has its final width then.
+    QVERIFY(open());
 }
 
 void tst_HostWindow::cleanup()
 {
-    KvProgramContext::instance()->stopScan();
-    m_engine.reset();
-    QCOMPARE(m_warnings, QStringList());
-}
-
-void tst_HostWindow::press(Qt::Key key, Qt::KeyboardModifiers modifiers)
-{
-    QTest::keyClick(m_window, key, modifiers);
-}
-
-void tst_HostWindow::type(const QString &text)
-{
-    for (const QChar letter : text)
-        QTest::keyClick(m_window, letter.toLatin1());
-}
-
-QQuickItem *tst_HostWindow::find(const char *name) const
-{
-    return findItem(m_window->contentItem()->parentItem() ? m_window->contentItem()->parentItem()
-                                                          : m_window->contentItem(),
-                    QString::fromLatin1(name));
-}
-
-QString tst_HostWindow::selected() const
-{
-    return find("details")->property("entry").toMap().value(QStringLiteral("name")).toString();
-}
-
-bool tst_HostWindow::areDetailsBeside() const
-{
-    const QQuickItem *grid = find("grid");
-    const QQuickItem *details = find("details");
-    return details->isVisible() && details->mapToScene({}).x() >= grid->mapToScene({grid->width(), 0}).x();
+    QCOMPARE(close(), QStringList());
 }
 
 void tst_HostWindow::showsTheProgramsAfterTheScan()
@@ -216,10 +95,7 @@ void tst_HostWindow::keepsTheSelectionOverARescan()
 {
     press(Qt::Key_End);
     QCOMPARE(selected(), numbered(Programs - 1));
-    QSignalSpy completed(KvProgramContext::instance(), &KvProgramContext::isEmptyChanged);
-    QVERIFY(QMetaObject::invokeMethod(m_window, "rescan"));
-    QVERIFY(completed.wait(30000));
-    QCoreApplication::processEvents();
+    QVERIFY(rescan());
     QCOMPARE(selected(), numbered(Programs - 1));
     QCOMPARE(find("grid")->property("currentIndex").toInt(), Programs - 1);
 }
@@ -271,16 +147,13 @@ void tst_HostWindow::switchesListsWithTheKeyboard()
 {
     press(Qt::Key_F, Qt::ControlModifier);
     QQuickItem *categories = find("categories");
-    for (int i = 0; i < 5 && !categories->hasActiveFocus() && !categories->isAncestorOf(m_window->activeFocusItem());
-         ++i)
-        press(Qt::Key_Tab);
-    QVERIFY(categories->isAncestorOf(m_window->activeFocusItem()));
+    QVERIFY(tabTo(categories));
     press(Qt::Key_Right);
     QTRY_COMPARE(shown(), 2);
-    QVERIFY(categories->isAncestorOf(m_window->activeFocusItem()));
+    QVERIFY(categories->isAncestorOf(window()->activeFocusItem()));
     press(Qt::Key_Right);
-    QTRY_COMPARE(shown(), 0);
-    QVERIFY(find("empty")->isVisible());
+    press(Qt::Key_Right);
+    QTRY_COMPARE(shown(), 1);
     press(Qt::Key_Left);
     QTRY_COMPARE(shown(), 2);
     press(Qt::Key_Tab);
@@ -290,22 +163,31 @@ void tst_HostWindow::switchesListsWithTheKeyboard()
 void tst_HostWindow::tellsThatAProgramCouldNotBeStarted_data()
 {
     QTest::addColumn<int>("key");
-    QTest::newRow("return") << int(Qt::Key_Return);
-    QTest::newRow("enter") << int(Qt::Key_Enter);
+    QTest::addColumn<int>("program");
+    QTest::addColumn<QString>("package");
+    QTest::newRow("return") << int(Qt::Key_Return) << 1 << QString();
+    QTest::newRow("enter") << int(Qt::Key_Enter) << 1 << QString();
+    QTest::newRow("package") << int(Qt::Key_Return) << 1 << QStringLiteral("Gone_1.0_x64__abc");
+    QTest::newRow("program file") << int(Qt::Key_Return) << int(Refused) << QString();
 }
 
 void tst_HostWindow::tellsThatAProgramCouldNotBeStarted()
 {
     QFETCH(const int, key);
+    QFETCH(const int, program);
+    QFETCH(const QString, package);
     QVERIFY(!find("toast")->isVisible());
-    press(Qt::Key_Right);
+    select(program);
     // A record that is gone can't be started whatever the library makes of launch().
-    const QList<ProgramInfo *> apps = KvProgramContext::instance()->allApps();
-    QVERIFY(apps.at(1)->displayName() == numbered(1));
-    apps.at(1)->setTargetUrl(QUrl());
+    if (!package.isEmpty())
+        record(program)->setManagedTarget(package, 0);
+    else if (record(program)->type() == ProgramInfo::TypeWeb)
+        record(program)->setTargetUrl(QUrl());
     press(static_cast<Qt::Key>(key));
     QTRY_VERIFY(find("toast")->isVisible());
-    QCOMPARE(find("toast")->property("text").toString(), QStringLiteral("%1 could not be started.").arg(numbered(1)));
+    QCOMPARE(find("toast")->property("text").toString(),
+             QStringLiteral("%1 could not be started.").arg(numbered(program)));
+    QCOMPARE(running().count(), 0);
 }
 
 void tst_HostWindow::selectsAndStartsWithTheMouse()
@@ -316,11 +198,11 @@ void tst_HostWindow::selectsAndStartsWithTheMouse()
     const QPoint second = grid->mapToScene(QPointF(width * 1.5, height / 2)).toPoint();
     KvProgramContext::instance()->allApps().at(1)->setTargetUrl(QUrl());
     press(Qt::Key_F, Qt::ControlModifier);
-    QTest::mouseClick(m_window, Qt::LeftButton, {}, second);
+    QTest::mouseClick(window(), Qt::LeftButton, {}, second);
     QCOMPARE(selected(), numbered(1));
     QVERIFY(grid->hasActiveFocus());
     QVERIFY(!find("toast")->isVisible());
-    QTest::mouseDClick(m_window, Qt::LeftButton, {}, second);
+    QTest::mouseDClick(window(), Qt::LeftButton, {}, second);
     QTRY_VERIFY(find("toast")->isVisible());
 }
 
@@ -341,10 +223,10 @@ void tst_HostWindow::changesItsShapeWithItsWidth()
 {
     QQuickItem *grid = find("grid");
     QQuickItem *details = find("details");
-    m_window->resize(1800, 700);
+    window()->resize(1800, 700);
     QTRY_VERIFY(grid->property("columns").toInt() >= 3);
     QTRY_VERIFY(areDetailsBeside());
-    m_window->resize(400, 700);
+    window()->resize(400, 700);
     QTRY_COMPARE(grid->property("columns").toInt(), 1);
     QTRY_VERIFY(details->mapToScene({}).y() >= grid->mapToScene({0, grid->height()}).y());
     QCOMPARE(details->width(), 400.0);
@@ -362,6 +244,56 @@ void tst_HostWindow::namesItsEntriesForScreenReaders()
     QCOMPARE((*accessible)->property("name").toString(), numbered(0) + QStringLiteral(", Even House, Web"));
     QVERIFY((*accessible)->property("focused").toBool());
     QVERIFY((*accessible)->property("selected").toBool());
+}
+
+void tst_HostWindow::showsPicturesOrInitials_data()
+{
+    QTest::addColumn<int>("program");
+    QTest::addColumn<bool>("pictured");
+    QTest::newRow("picture") << int(Pictured) << true;
+    QTest::newRow("no file") << int(Missing) << false;
+    QTest::newRow("no picture") << int(Broken) << false;
+    QTest::newRow("no icon") << 0 << false;
+}
+
+void tst_HostWindow::showsPicturesOrInitials()
+{
+    QFETCH(const int, program);
+    QFETCH(const bool, pictured);
+    select(program);
+    QQuickItem *const shown = tile(numbered(program));
+    QVERIFY(shown);
+    QTRY_VERIFY(!isLoading());
+    QQuickItem *const icon = findIn(shown, "icon");
+    QCOMPARE(findIn(icon, "picture")->isVisible() && findIn(icon, "picture")->implicitWidth() > 0, pictured);
+    QCOMPARE(findIn(icon, "initial")->isVisible(), !pictured);
+    const QPoint corner = icon->mapToScene({icon->width() / 2, icon->height() / 8}).toPoint();
+    QCOMPARE(window()->grabWindow().pixelColor(corner) == QColor(Qt::red), pictured);
+}
+
+void tst_HostWindow::scrollsThroughTenThousandEntries()
+{
+    QVariantList entries;
+    for (int i = 0; i < 10'000; ++i) {
+        QVariantMap entry{{QStringLiteral("key"), i}, {QStringLiteral("name"), numbered(i)}};
+        for (const char *const text :
+             {"publisher", "version", "description", "icon", "kind", "executable", "file", "launcher"})
+            entry.insert(QString::fromLatin1(text), QString());
+        entries.append(entry);
+    }
+    QQuickItem *const grid = find("grid");
+    QVERIFY(QMetaObject::invokeMethod(grid, "show", Q_ARG(QVariant, entries)));
+    QTRY_COMPARE(shown(), 10'000);
+    const QQuickItem *const content = grid->property("contentItem").value<QQuickItem *>();
+    const int page = grid->property("rowsPerPage").toInt() * grid->property("columns").toInt();
+    const qreal step = grid->height() / 3;
+    for (int i = 0; i < 200; ++i) {
+        grid->setProperty("contentY", grid->property("contentY").toReal() + step);
+        QVERIFY(!window()->grabWindow().isNull());
+    }
+    QVERIFY(grid->property("contentY").toReal() > step * 199);
+    // The tiles are used again: those in view, those close by, and some that wait.
+    QVERIFY2(content->childItems().size() < page * 4, qPrintable(QString::number(content->childItems().size())));
 }
 
 QTEST_MAIN(tst_HostWindow)

@@ -10,10 +10,15 @@ Pane {
     property var entry: null
     property bool iconsAvailable: false
     property bool beside: true // Beside the list rather than below it.
+    property bool pinned: false
+    property string pinProblem // Why it can't be pinned.
+    property bool running: false
+    property string markedFor // The monitor model whose marks are shown.
 
     readonly property var rows: entry ? Entries.details(entry) : []
 
     signal launchRequested()
+    signal pinToggled()
 
     padding: Theme.unit * 4
     Accessible.role: Accessible.Pane
@@ -41,6 +46,7 @@ Pane {
                 name: pane.entry ? pane.entry.name : ""
                 source: pane.entry ? pane.entry.icon : ""
                 available: pane.iconsAvailable
+                running: pane.running
             }
             ColumnLayout {
                 Layout.fillWidth: true
@@ -59,21 +65,54 @@ Pane {
                     Accessible.role: Accessible.Heading
                     Accessible.name: text
                 }
-                Tag { text: pane.entry ? pane.entry.kind : "" }
+                Flow {
+                    Layout.fillWidth: true
+                    spacing: Theme.unit
+
+                    Tag { text: pane.entry ? pane.entry.kind : "" }
+                    Tag {
+                        objectName: "runningTag"
+                        strong: true
+                        text: pane.running ? qsTr("Running") : ""
+                    }
+                    Tag {
+                        objectName: "markTag"
+                        strong: true
+                        text: pane.entry && pane.entry.selected && pane.markedFor
+                              ? qsTr("Set up for %1").arg(pane.markedFor) : ""
+                    }
+                }
             }
+        }
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: Theme.unit * 2
+
             ActionButton {
-                visible: !pane.beside
+                Layout.fillWidth: true
                 prominent: true
                 text: qsTr("Start")
                 onClicked: pane.launchRequested()
             }
+            ActionButton {
+                objectName: "pin"
+                text: pane.pinned ? qsTr("Unpin") : qsTr("Pin")
+                enabled: pane.pinProblem === ""
+                Accessible.description: pane.pinProblem
+                ToolTip.text: pane.pinned ? qsTr("Remove from the shortcuts (P)") : qsTr("Add to the shortcuts (P)")
+                ToolTip.visible: hovered
+                ToolTip.delay: 600
+                onClicked: pane.pinToggled()
+            }
         }
-        ActionButton {
+        Label {
+            objectName: "pinProblem"
             Layout.fillWidth: true
-            visible: pane.beside
-            prominent: true
-            text: qsTr("Start")
-            onClicked: pane.launchRequested()
+            visible: text !== ""
+            text: pane.pinProblem
+            wrapMode: Text.Wrap
+            color: Theme.muted
+            font.pixelSize: Theme.smallText
         }
         ScrollView {
             id: scroll

@@ -8,12 +8,23 @@ function fromPrograms(records) {
     return Array.from(records, fromProgram);
 }
 
-function fromGames(records) {
-    return Array.from(records, record => fromSetting(record, launcherName(record.platform) || qsTr("Game")));
+// "launchers" knows the launcher of a record; without it, what the record itself says has to do.
+function fromGames(records, launchers) {
+    return Array.from(records, record => {
+        const launcher = launcherOf(record, launchers);
+        return fromSetting(record, launcher || qsTr("Game"), launcher);
+    });
 }
 
-function fromTools(records) {
-    return Array.from(records, record => fromSetting(record, qsTr("Tool")));
+function fromTools(records, launchers) {
+    return Array.from(records, record => fromSetting(record, qsTr("Tool"), launcherOf(record, launchers)));
+}
+
+// The same entries with the marks that their records have now. A scan empties the records' list before it ends.
+function withMarks(entries, records) {
+    if (entries.length !== records.length)
+        return entries;
+    return entries.map((entry, index) => Object.assign({}, entry, { selected: records[index].hasSelected }));
 }
 
 function fromProgram(record) {
@@ -26,13 +37,14 @@ function fromProgram(record) {
         icon: record.icon,
         kind: programKind(record.type),
         program: record,
-        executable: record.type === Kv.ProgramInfo.TypeDesktop ? localPath(record.target) : ""
+        executable: record.type === Kv.ProgramInfo.TypeDesktop ? localPath(record.target) : "",
+        selected: false
     };
-    entry.searchText = searchText(entry);
+    complete(entry);
     return entry;
 }
 
-function fromSetting(record, kind) {
+function fromSetting(record, kind, launcher) {
     const entry = {
         key: record.executable || record.displayName,
         name: record.displayName,
@@ -44,14 +56,16 @@ function fromSetting(record, kind) {
         program: null,
         executable: nativePath(record.executable),
         executables: Array.from(record.executableList, nativePath),
-        launcher: launcherName(record.platform)
+        launcher: launcher,
+        selected: record.hasSelected
     };
-    entry.searchText = searchText(entry);
+    complete(entry);
     return entry;
 }
 
-function searchText(entry) {
-    return (entry.name + "\n" + entry.publisher + "\n" + entry.description).toLowerCase();
+function complete(entry) {
+    entry.searchText = (entry.name + "\n" + entry.publisher + "\n" + entry.description).toLowerCase();
+    entry.file = entry.executable.toLowerCase();
 }
 
 // The entries in which every word of the text occurs.
@@ -66,9 +80,41 @@ function matching(entries, text) {
 function programOf(entry, programs) {
     if (entry.program)
         return entry.program;
-    const file = entry.executable.toLowerCase();
-    const found = file ? programs.find(candidate => candidate.executable.toLowerCase() === file) : undefined;
+    const found = programEntryOf(entry, programs);
     return found ? found.program : null;
+}
+
+function programEntryOf(entry, programs) {
+    if (entry.program)
+        return entry;
+    return (entry.file && programs.find(candidate => candidate.file === entry.file)) || null;
+}
+
+// What is different in the newer lists, as a text; empty if nothing is.
+function changes(older, newer) {
+    return [
+        changesOf(older.programs, newer.programs, qsTr("program"), qsTr("programs")),
+        changesOf(older.games, newer.games, qsTr("game"), qsTr("games"))
+    ].filter(text => text).join("; ");
+}
+
+// "3 programs added, 1 removed"
+function changesOf(older, newer, one, many) {
+    const before = new Map(older.map(entry => [entry.key, entry]));
+    const after = new Set(newer.map(entry => entry.key));
+    const common = newer.filter(entry => before.has(entry.key));
+    const parts = [
+        [newer.length - common.length, qsTr("added")],
+        [older.filter(entry => !after.has(entry.key)).length, qsTr("removed")],
+        [common.filter(entry => isUpdated(before.get(entry.key), entry)).length, qsTr("updated")]
+    ].filter(part => part[0] > 0);
+    return parts.map(([count, what], index) => {
+        return index > 0 ? count + " " + what : [count, count === 1 ? one : many, what].join(" ");
+    }).join(", ");
+}
+
+function isUpdated(older, newer) {
+    return older.name !== newer.name || older.version !== newer.version;
 }
 
 // What the details pane tells, as pairs of label and text. Only for entries of the lists published last.
@@ -85,7 +131,7 @@ function details(entry) {
         [qsTr("Product"), program.productName],
         [qsTr("Version"), program.version]
     ] : [
-        [qsTr("Launcher"), entry.launcher || ""],
+        [entry.kind === entry.launcher ? qsTr("Launcher") : qsTr("Recognised as"), entry.launcher],
         [executables.length > 1 ? qsTr("Executables") : qsTr("Executable"), executables.join("\n")]
     ];
     return pairs.filter(pair => pair[1] !== "").map(pair => ({ label: pair[0], text: pair[1] }));
@@ -98,6 +144,10 @@ function programKind(type) {
     case Kv.ProgramInfo.TypeWeb: return qsTr("Web");
     }
     return "";
+}
+
+function launcherOf(record, launchers) {
+    return launchers ? launchers.launcherOf(record) : launcherName(record.platform);
 }
 
 function launcherName(platform) {

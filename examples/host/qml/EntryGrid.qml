@@ -7,11 +7,15 @@ GridView {
 
     property var entries: []
     property bool iconsAvailable: false
+    property string markedFor // The monitor model whose marks are shown.
+    property var runningFiles: [] // Paths in lower case.
     readonly property var currentEntry: entries[currentIndex] || null
     readonly property int columns: Math.max(1, Math.floor(width / (Theme.unit * 68)))
     readonly property int rowsPerPage: Math.max(1, Math.floor(height / cellHeight))
 
     signal activated(var entry)
+    signal pinToggled(var entry)
+    signal menuRequested()
 
     // A number as the model keeps ten thousand entries from being converted for each letter that is typed.
     model: entries.length
@@ -55,6 +59,8 @@ GridView {
         case Qt.Key_End: select(count - 1); break;
         case Qt.Key_PageUp: select(Math.max(currentIndex % columns, currentIndex - rowsPerPage * columns)); break;
         case Qt.Key_PageDown: select(currentIndex + rowsPerPage * columns); break;
+        case Qt.Key_P: if (event.modifiers === Qt.NoModifier && currentEntry) pinToggled(currentEntry); break;
+        case Qt.Key_Menu: if (currentEntry) menuRequested(); break;
         default: return;
         }
         event.accepted = true;
@@ -69,10 +75,13 @@ GridView {
         iconsAvailable: grid.iconsAvailable
         selected: GridView.isCurrentItem
         focused: selected && grid.activeFocus
+        running: entry !== null && grid.runningFiles.includes(entry.file)
+        markedFor: grid.markedFor
         onPressed: {
             grid.currentIndex = index;
             grid.forceActiveFocus(Qt.MouseFocusReason);
         }
+        onMenuRequested: grid.menuRequested()
         onActivated: {
             grid.currentIndex = index;
             grid.activateCurrent();

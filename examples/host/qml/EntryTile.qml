@@ -10,15 +10,20 @@ Item {
     property bool iconsAvailable: false
     property bool selected: false
     property bool focused: false
+    property bool running: false
+    property string markedFor // The monitor model whose marks are shown.
 
-    readonly property string origin: entry ? entry.publisher || entry.launcher || fileName(entry.executable) : ""
+    readonly property string origin: entry ? entry.publisher || fileName(entry.executable) : ""
+    readonly property string mark: entry && entry.selected ? markedFor : ""
     readonly property string version: entry ? entry.version : ""
+    readonly property var states: [mark && qsTr("set up for %1").arg(mark), running && qsTr("running")]
 
     signal pressed()
     signal activated()
+    signal menuRequested()
 
     Accessible.role: Accessible.ListItem
-    Accessible.name: entry ? [entry.name, origin, version, entry.kind].filter(text => text).join(", ") : ""
+    Accessible.name: entry ? [entry.name, origin, version, entry.kind, ...states].filter(text => text).join(", ") : ""
     Accessible.description: entry ? entry.description : ""
     Accessible.focusable: true
     Accessible.focused: focused
@@ -35,6 +40,13 @@ Item {
         onPressedChanged: if (pressed) tile.pressed()
         onDoubleTapped: tile.activated()
     }
+    TapHandler {
+        acceptedButtons: Qt.RightButton
+        onTapped: {
+            tile.pressed();
+            tile.menuRequested();
+        }
+    }
 
     Rectangle {
         anchors { fill: parent; margins: Theme.unit }
@@ -49,25 +61,40 @@ Item {
             spacing: Theme.unit * 3
 
             IconTile {
+                objectName: "icon"
                 name: tile.entry ? tile.entry.name : ""
                 source: tile.entry ? tile.entry.icon : ""
                 available: tile.iconsAvailable
+                running: tile.running
             }
             ColumnLayout {
                 Layout.fillWidth: true
                 spacing: Math.round(Theme.unit * 0.75)
 
-                Label {
-                    id: title
-
+                RowLayout {
                     Layout.fillWidth: true
-                    text: tile.entry ? tile.entry.name : ""
-                    textFormat: Text.PlainText
-                    elide: Text.ElideRight
-                    maximumLineCount: 1
-                    color: Theme.text
-                    font.weight: Font.DemiBold
-                    Accessible.ignored: true
+                    spacing: Theme.unit * 1.5
+
+                    Label {
+                        id: title
+
+                        Layout.fillWidth: true
+                        text: tile.entry ? tile.entry.name : ""
+                        textFormat: Text.PlainText
+                        elide: Text.ElideRight
+                        maximumLineCount: 1
+                        color: Theme.text
+                        font.weight: Font.DemiBold
+                        Accessible.ignored: true
+                    }
+                    Tag {
+                        objectName: "mark"
+                        Layout.maximumWidth: Theme.unit * 24
+                        elide: Text.ElideRight
+                        strong: true
+                        text: tile.mark
+                        Accessible.ignored: true
+                    }
                 }
                 RowLayout {
                     Layout.fillWidth: true

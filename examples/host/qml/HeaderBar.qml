@@ -8,6 +8,7 @@ Pane {
 
     property alias searchField: search
     property bool scanning: false
+    property QtObject marks: null
     readonly property bool narrow: width < Theme.unit * 150
 
     signal rescanRequested()
@@ -50,6 +51,12 @@ Pane {
             Layout.fillWidth: true
             Layout.maximumWidth: header.narrow ? Number.POSITIVE_INFINITY : Theme.unit * 100
             onResultsWanted: header.searchLeft()
+        }
+        ModelChooser {
+            objectName: "models"
+            visible: models.length > 0
+            marks: header.marks
+            implicitWidth: Theme.unit * (header.narrow ? 28 : 34)
         }
         BusyIndicator {
             objectName: "busy"

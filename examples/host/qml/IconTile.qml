@@ -8,9 +8,11 @@ Rectangle {
     property string name
     property url source
     property bool available: false // Whether somebody answers the source's address.
+    property bool running: false
 
     // A picture that can't be had is ready too, and has no size.
     readonly property bool pictured: picture.status === Image.Ready && picture.implicitWidth > 0
+    readonly property bool loading: picture.status === Image.Loading
     readonly property real hue: Entries.hue(name)
 
     implicitWidth: Theme.unit * 11
@@ -20,6 +22,7 @@ Rectangle {
     Accessible.ignored: true
 
     Text {
+        objectName: "initial"
         anchors.centerIn: parent
         visible: !tile.pictured
         text: Entries.initial(tile.name)
@@ -33,10 +36,24 @@ Rectangle {
     Image {
         id: picture
 
+        objectName: "picture"
         anchors.fill: parent
         source: tile.available ? tile.source : ""
         sourceSize: Qt.size(width, height)
         fillMode: Image.PreserveAspectFit
         asynchronous: true
+        mipmap: true // The pictures are larger than their place here, and thin lines would break up.
+    }
+
+    Rectangle {
+        objectName: "runningMark"
+        anchors { right: parent.right; bottom: parent.bottom; margins: -Math.round(Theme.unit / 2) }
+        visible: tile.running
+        width: Math.round(tile.width * 0.32)
+        height: width
+        radius: width / 2
+        color: Theme.running
+        border.width: 2
+        border.color: Theme.card
     }
 }

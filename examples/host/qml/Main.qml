@@ -7,6 +7,9 @@ ApplicationWindow {
     id: window
 
     property bool iconsAvailable: false
+    property QtObject marks: null     // Without it, nothing is marked,
+    property QtObject launchers: null // only games that tell their launcher themselves have one,
+    property QtObject running: null   // and nobody knows what runs.
     property int firstCategory: 0
     property string firstSearch
 
@@ -17,6 +20,8 @@ ApplicationWindow {
         { title: qsTr("Games"), entries: catalogue.games },
         { title: qsTr("Tools"), entries: catalogue.tools }
     ]
+    readonly property string model: marks ? marks.model : ""
+    readonly property var runningFiles: running ? running.files : []
     readonly property var listed: categories[bar.currentIndex].entries
 
     width: 1120
@@ -28,6 +33,8 @@ ApplicationWindow {
         window: Theme.page
         windowText: Theme.text
         base: Theme.card
+        light: Theme.cardHovered
+        midlight: Theme.cardHovered
         text: Theme.text
         button: Theme.card
         buttonText: Theme.text
@@ -52,6 +59,17 @@ ApplicationWindow {
     function launch(entry: var) {
         if (!catalogue.launch(entry))
             toast.show(qsTr("%1 could not be started.").arg(entry.name));
+        else if (running && entry.file)
+            running.watch(entry.file);
+    }
+
+    function togglePin(entry: var) {
+        const place = catalogue.placeOf(entry);
+        const problem = catalogue.pinProblem(entry);
+        if (problem)
+            toast.show(problem);
+        else if (place >= 0 ? !catalogue.unpin(place) : !catalogue.pin(entry))
+            toast.show(qsTr("%1 could not be pinned.").arg(entry.name));
     }
 
     // Several lists change in one go.
@@ -63,7 +81,13 @@ ApplicationWindow {
         grid.forceActiveFocus();
     }
 
-    Catalogue { id: catalogue }
+    Catalogue {
+        id: catalogue
+
+        launchers: window.launchers
+        marks: window.marks
+        onChanged: what => note.text = what
+    }
 
     Timer {
         id: delay
@@ -89,11 +113,17 @@ ApplicationWindow {
         enabled: header.searchField.text !== ""
         onActivated: header.searchField.clear()
     }
+    Shortcut {
+        sequence: "Escape"
+        enabled: header.searchField.text === "" && note.visible
+        onActivated: note.text = ""
+    }
 
     header: HeaderBar {
         id: header
 
         scanning: catalogue.scanning
+        marks: window.marks
         onRescanRequested: window.rescan()
         onSearchLeft: {
             window.refresh();
@@ -113,13 +143,36 @@ ApplicationWindow {
             Layout.fillHeight: true
             spacing: 0
 
-            CategoryBar {
-                id: bar
-
-                objectName: "categories"
+            // The note finds room beside the lists' names, unless the window is narrow.
+            GridLayout {
                 Layout.leftMargin: Theme.unit * 3
+                Layout.rightMargin: Theme.unit * 4
                 Layout.topMargin: Theme.unit * 2
-                categories: window.categories.map(({ title, entries }) => ({ title: title, count: entries.length }))
+                columns: window.wide ? 2 : 1
+                columnSpacing: Theme.unit * 3
+
+                CategoryBar {
+                    id: bar
+
+                    objectName: "categories"
+                    categories: window.categories.map(({ title, entries }) => ({ title: title, count: entries.length }))
+                }
+                Item {
+                    Layout.fillWidth: true
+                    implicitHeight: note.visible ? note.implicitHeight : 0
+
+                    ChangeNote {
+                        id: note
+
+                        objectName: "note"
+                        anchors { right: parent.right; verticalCenter: parent.verticalCenter }
+                        width: Math.min(implicitWidth, parent.width)
+                        onDismissed: {
+                            text = "";
+                            grid.forceActiveFocus();
+                        }
+                    }
+                }
             }
             Item {
                 Layout.fillWidth: true
@@ -133,7 +186,11 @@ ApplicationWindow {
                     objectName: "grid"
                     anchors.fill: parent
                     iconsAvailable: window.iconsAvailable
+                    markedFor: window.model
+                    runningFiles: window.runningFiles
                     onActivated: entry => window.launch(entry)
+                    onPinToggled: entry => window.togglePin(entry)
+                    onMenuRequested: menu.open()
                 }
                 EmptyState {
                     objectName: "empty"
@@ -150,16 +207,56 @@ ApplicationWindow {
             }
         }
         DetailsPane {
+            id: details
+
             objectName: "details"
             Layout.fillWidth: !window.wide
             Layout.fillHeight: window.wide
             Layout.preferredWidth: Theme.unit * 75
-            Layout.preferredHeight: Math.min(Theme.unit * 50, window.height * 0.36)
+            Layout.preferredHeight: Math.min(Theme.unit * 58, window.height * 0.4)
             visible: grid.currentEntry !== null
             entry: grid.currentEntry
             iconsAvailable: window.iconsAvailable
             beside: window.wide
+            pinned: entry !== null && catalogue.placeOf(entry) >= 0
+            pinProblem: entry ? catalogue.pinProblem(entry) : ""
+            running: entry !== null && window.runningFiles.includes(entry.file)
+            markedFor: window.model
             onLaunchRequested: window.launch(entry)
+            onPinToggled: window.togglePin(entry)
+        }
+    }
+
+    footer: ShortcutBar {
+        id: shortcutBar
+
+        objectName: "shortcuts"
+        visible: catalogue.scanned
+        shortcuts: catalogue.shortcuts
+        places: catalogue.places
+        iconsAvailable: window.iconsAvailable
+        runningFiles: window.runningFiles
+        onActivated: entry => window.launch(entry)
+        onRemoved: place => catalogue.unpin(place)
+        onEmptied: grid.forceActiveFocus(Qt.TabFocusReason)
+    }
+
+    Menu {
+        id: menu
+
+        objectName: "menu"
+        parent: grid.currentItem || grid
+        x: Theme.unit * 15
+        y: Theme.unit * 10
+
+        MenuItem {
+            text: qsTr("Start")
+            onTriggered: window.launch(grid.currentEntry)
+        }
+        MenuItem {
+            text: details.pinned ? qsTr("Unpin") : qsTr("Pin")
+            enabled: details.pinProblem === ""
+            onTriggered: window.togglePin(grid.currentEntry)
         }
     }
 

@@ -5,8 +5,10 @@ import QtQuick.Controls
 Label {
     id: tag
 
+    property bool strong: false // For what the user has done, rather than what the entry is.
+
     textFormat: Text.PlainText
-    color: Theme.muted
+    color: strong ? Theme.text : Theme.muted
     font.pixelSize: Theme.smallText
     leftPadding: Theme.unit * 1.25
     rightPadding: leftPadding
@@ -15,6 +17,6 @@ Label {
     visible: text !== ""
     background: Rectangle {
         radius: height / 2
-        color: Theme.tinted(Theme.text, 0.07)
+        color: strong ? Theme.tinted(Theme.accent, Theme.dark ? 0.4 : 0.18) : Theme.tinted(Theme.text, 0.07)
     }
 }

@@ -18,6 +18,7 @@ QtObject {
     readonly property color text: dark ? "#e7e9ed" : "#1b1f24"
     readonly property color muted: dark ? "#9ea6b2" : "#5c6570"
     readonly property color accent: system.highlight
+    readonly property color running: dark ? "#4cc38a" : "#1a7f4b"
     readonly property color accentInk: luminance(accent) > 0.45 ? "#101418" : "#ffffff"
 
     readonly property real unit: Math.max(4, Math.round(metrics.height / 4))
