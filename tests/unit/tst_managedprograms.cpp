@@ -10,6 +10,8 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 /** Records and icons of packages, over the machine folder: from the public classes down to its files. */
@@ -25,6 +27,7 @@ private Q_SLOTS:
     void failedLaunchIsLogged();
     void iconOfAPackage_data();
     void iconOfAPackage();
+    void iconOfTheEntryAtItsIndex();
 
 private:
     static QByteArray logo(const QRect &glyph)
@@ -89,6 +92,8 @@ void tst_ManagedPrograms::failedLaunchIsLogged()
     QVERIFY(!launch(u"A_1"_s, 1));
     const QString line = u"[FAIL] can't launch uwp app: \"Program\" err: -2147023728 reason: \"Element not found.\""_s;
     QCOMPARE(log.texts(QtWarningMsg), QStringList{line});
+    QCOMPARE(log.lines().constLast().file, u"KvProgramContext"_s);
+    QVERIFY(log.lines().constLast().function.contains(u"ProgramInfo::launch"_s));
 }
 
 void tst_ManagedPrograms::iconOfAPackage_data()
@@ -115,6 +120,27 @@ void tst_ManagedPrograms::iconOfAPackage()
     const std::unique_ptr<QQuickTextureFactory> texture(response->textureFactory());
     QVERIFY(texture);
     QCOMPARE(texture->image().size(), size);
+}
+
+/** The second entry raises an error, which tells that it was the one asked for. */
+void tst_ManagedPrograms::iconOfTheEntryAtItsIndex()
+{
+    MachineBuilder machine;
+    addPackage(machine);
+    machine.addFile(u"C:/logo.png"_s, logo(QRect(0, 0, 225, 225)));
+    const ScopedMachine scope(machine);
+    KvProgramIconProvider provider(nullptr);
+    const LogCatcher log;
+    const std::unique_ptr<QQuickImageResponse> response(provider.requestImageResponse(u"uwp:A_1?i=1"_s, QSize()));
+    QSignalSpy finished(response.get(), &QQuickImageResponse::finished);
+    QVERIFY(!finished.isEmpty() || finished.wait());
+    const QList<LogCatcher::Line> lines = log.lines();
+    const QString line = u"[FAIL] can't get icon for: \"A_1\" err: -2147023728 reason: \"Element not found.\""_s;
+    const auto told = std::find_if(lines.cbegin(), lines.cend(), [&line](const auto &l) { return l.text == line; });
+    QVERIFY(told != lines.cend());
+    QCOMPARE(told->type, QtWarningMsg);
+    QCOMPARE(told->file, u"KvProgramIconProvider"_s);
+    QVERIFY(told->function.contains(u"loadManagedAppIcon"_s));
 }
 
 QTEST_MAIN(tst_ManagedPrograms)

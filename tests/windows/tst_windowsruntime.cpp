@@ -333,6 +333,8 @@ void TestWindowsRuntime::errorTextIsTheSystems()
     QCOMPARE(error.code(), qint32(0x80070005));
     QVERIFY2(error.message().startsWith(u"Access"_s, Qt::CaseInsensitive), qPrintable(error.message()));
     QCOMPARE(error.message(), error.message().trimmed());
+    setErrorText(L" \r\n");
+    QCOMPARE(makeError(E_ACCESSDENIED).message(), error.message());
 }
 
 void TestWindowsRuntime::errorTextOfAnUnknownCode()

@@ -58,7 +58,9 @@ std::optional<QString> errorObjectText(HRESULT result)
     UniqueBString description;
     if (FAILED(info->GetDescription(description.put())) || !description)
         return std::nullopt;
-    return trimmed(description);
+    // An empty text is no text: what the system says of the code is better.
+    const QString text = trimmed(description);
+    return text.isEmpty() ? std::nullopt : std::optional<QString>(text);
 }
 
 QString systemText(HRESULT result)
