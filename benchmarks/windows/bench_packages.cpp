@@ -4,9 +4,9 @@
 #include "BarePackages.h"
 #include "KvProgramContextProbe.h"
 #include "PackagePlatform.h"
+#include "platform/win/ComScope.h"
 
 #include <XDispatch.h>
-#include <XWorkerScope.h>
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
@@ -49,7 +49,7 @@ double timeOnWorker(Function function)
 {
     double time = 0;
     std::thread([&] {
-        const XWorkerScope com;
+        const KvPlatform::ComScope com;
         QElapsedTimer timer;
         timer.start();
         function();

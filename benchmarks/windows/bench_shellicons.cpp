@@ -4,11 +4,11 @@
 #include "IconBuilder.h"
 #include "KvProgramIconProviderProbe.h"
 #include "platform/Platform.h"
+#include "platform/win/ComScope.h"
 #include "platform/win/Handles.h"
 #include "ProcessUse.h"
 
 #include <XDispatch.h>
-#include <XWorkerScope.h>
 
 #include <commctrl.h>
 #include <commoncontrols.h>
@@ -53,7 +53,7 @@ double measure(const std::function<void()> &function)
 void runOnWorker(const std::function<void()> &function)
 {
     std::thread([&function] {
-        const XWorkerScope com;
+        const KvPlatform::ComScope com;
         function();
     }).join();
 }

@@ -4,9 +4,9 @@
 #include "../support/LogCatcher.h"
 #include "platform/Icons.h"
 #include "platform/Platform.h"
+#include "platform/win/ComScope.h"
 
 #include <XDispatch.h>
-#include <XWorkerScope.h>
 
 #include <QtCore/QDir>
 #include <QtCore/QTemporaryDir>
@@ -32,7 +32,7 @@ constexpr QRgb Blue = 0xFF0000FF;
 void runOnWorker(const std::function<void()> &function)
 {
     std::thread([&function] {
-        const XWorkerScope com;
+        const KvPlatform::ComScope com;
         function();
     }).join();
 }
