@@ -14,6 +14,7 @@
 #include <QtQml/QJSEngine>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 

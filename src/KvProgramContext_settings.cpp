@@ -3,6 +3,7 @@
 #include <QtCore/QDebug>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -13,7 +14,8 @@ void markSelected(const QList<KvAppSetting *> &installed, const QList<KvAppSetti
         app->setHasSelected(false);
         const QString executable = app->executable().toLower();
         const bool found = std::any_of(stored.cbegin(), stored.cend(), [&](const KvAppSetting *setting) {
-            return setting->executable() == executable && setting->monitorModel() == model;
+            // A list of QML's may hold nothing in a place.
+            return setting && setting->executable() == executable && setting->monitorModel() == model;
         });
         if (found)
             app->setHasSelected(true);

@@ -2,6 +2,7 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -120,8 +121,9 @@ void XS::cleanUpSingletons()
 QByteArray XS::loadData(const QString &path)
 {
     QFile file(path);
-    // A pipe or device has no end to wait for.
-    if (path.isEmpty() || !file.open(QIODevice::ReadOnly) || file.isSequential() || file.size() > largestFile)
+    // A pipe or device has no end to wait for, and a pipe not even a beginning.
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly) || file.isSequential() ||
+        file.size() > largestFile)
         return {};
     return file.readAll();
 }

@@ -69,6 +69,7 @@ private Q_SLOTS:
     void settingsInTheLauncherFolder();
     void settingsInTheOuterFolder();
     void firstFolderWithSettingsCounts();
+    void uselessSettingsHideTheOuterFolder();
     void emptyFoldersLeadToTheCache();
     void settingsThatTellNothing_data();
     void settingsThatTellNothing();
@@ -541,6 +542,16 @@ void tst_KvSteamAppUtil::firstFolderWithSettingsCounts()
     addSettings(u"Launcher/Settings.json"_s, "{\"executable\": \"inner.exe\"}");
     scan();
     QCOMPARE(m_machine->executables(), QStringList{GameFolder + u"inner.exe"_s});
+}
+
+void tst_KvSteamAppUtil::uselessSettingsHideTheOuterFolder()
+{
+    addCanyon();
+    addSettings(u"Settings.json"_s, "{\"executable\": \"outer.exe\"}");
+    addSettings(u"Launcher/Settings.json"_s, "no JSON");
+    scan();
+    QCOMPARE(m_machine->executables(), QStringList{QString()});
+    QCOMPARE(m_machine->warnings.size(), 1);
 }
 
 void tst_KvSteamAppUtil::emptyFoldersLeadToTheCache()

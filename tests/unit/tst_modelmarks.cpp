@@ -51,6 +51,7 @@ private Q_SLOTS:
     void formerMarksAreTakenBack();
     void markThatStaysIsSetAgain();
     void everyInstalledEntryIsMarked();
+    void emptyPlacesAreNoSettings();
     void callIsLogged();
 
     void statusMarksTheFirst();
@@ -187,6 +188,16 @@ void tst_ModelMarks::everyInstalledEntryIsMarked()
     settings.add(u"c:/a.exe"_s);
     m_context->updateInstalledAppListByModel(Model, {}, settings.list);
     QVERIFY(one->hasSelected() && two->hasSelected());
+}
+
+void tst_ModelMarks::emptyPlacesAreNoSettings()
+{
+    const KvAppSetting *const one = install(false, u"C:/A.exe"_s);
+    Settings settings;
+    settings.list.append(nullptr);
+    settings.add(u"c:/a.exe"_s);
+    m_context->updateInstalledAppListByModel(Model, {nullptr}, settings.list);
+    QVERIFY(one->hasSelected());
 }
 
 void tst_ModelMarks::callIsLogged()
