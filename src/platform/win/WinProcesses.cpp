@@ -94,8 +94,8 @@ StartResult WinProcesses::shellExecute(const ShellStart &start) const
     SHELLEXECUTEINFOW info = {};
     info.cbSize = sizeof info;
     info.fMask = start.mask;
-    info.lpVerb = wideOrNull(start.verb);
-    info.lpFile = wideOrNull(start.file);
+    info.lpVerb = wide(start.verb);
+    info.lpFile = wide(start.file);
     info.lpParameters = wideOrNull(start.parameters);
     info.lpDirectory = wideOrNull(start.directory);
     info.nShow = start.showCommand;
