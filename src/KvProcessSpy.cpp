@@ -134,8 +134,10 @@ bool KvProcessSpy::bind(const QString &name)
 
 bool KvProcessSpy::bind(QProcess *process)
 {
-    if (!unbindForNext() || !process)
+    if (!unbindForNext())
         return false;
+    if (!process)
+        return giveUpBinding();
     connect(process, &QProcess::stateChanged, this, &KvProcessSpy::setState);
     connect(process, &QProcess::finished, this, &KvProcessSpy::onExited);
     {
@@ -154,7 +156,7 @@ bool KvProcessSpy::bind(qint64 processId)
     const std::shared_ptr<ProcessTable> table = Platform::current()->processTable;
     HandleResult opened = openProcess(*table, ProcessWatch, processId);
     if (!opened.handle)
-        return false;
+        return giveUpBinding();
     const QString program = table->programPath(opened.handle, PathCapacity).value_or(QString());
     {
         const std::lock_guard<std::mutex> lock(m_members->mutex);
@@ -175,7 +177,7 @@ bool KvProcessSpy::beginWatch()
     const std::optional<quint32> code = members->table->exitCode(members->processHandle, &error);
     if (!code) {
         qWarning() << "[FAIL] can't get process exit code, err:" << error;
-        return false;
+        return giveUpBinding();
     }
     if (*code != ProcessTable::StillActive) {
         onExited(static_cast<int>(*code), QProcess::NormalExit);
@@ -218,6 +220,13 @@ bool KvProcessSpy::unbindForNext()
         return false;
     release();
     return true;
+}
+
+bool KvProcessSpy::giveUpBinding()
+{
+    // A receiver that bound the spy when it was unbound has left another state.
+    setState(QProcess::NotRunning);
+    return false;
 }
 
 void KvProcessSpy::release()

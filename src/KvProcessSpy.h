@@ -93,6 +93,7 @@ private:
     static void callBack(Members &members, quint64 binding);
 
     bool unbindForNext();
+    bool giveUpBinding();
     void release();
     bool beginWatch();
     bool registerWait();
