@@ -119,6 +119,8 @@ KvProcessSpy::KvProcessSpy(QObject *parent)
 KvProcessSpy::~KvProcessSpy()
 {
     unbind();
+    // What a receiver has bound just now would be kept open by the very callback that it waits for.
+    release();
     std::unique_lock<std::mutex> lock(m_members->mutex);
     m_members->spy = nullptr;
     m_members->visitorLeft.wait(lock, [this] { return m_members->visitors == 0; });

@@ -134,6 +134,7 @@ private Q_SLOTS:
     void receiverUnbindsWhileBinding();
     void receiverBindsAnotherWhileBinding();
     void receiverBindsWhenUnbound();
+    void receiverBindsDuringDestruction();
     void receiverBindsBeforeAFailure_data();
     void receiverBindsBeforeAFailure();
     void receiverDeletesTheSpy();
@@ -845,6 +846,21 @@ void tst_KvProcessSpy::receiverBindsWhenUnbound()
     m_table->end(OtherId, 1, 1);
     turnLoop();
     QVERIFY(watched.exited.isEmpty());
+}
+
+void tst_KvProcessSpy::receiverBindsDuringDestruction()
+{
+    auto spy = std::make_unique<KvProcessSpy>(nullptr);
+    QVERIFY(spy->bind(qint64(Id)));
+    KvProcessSpy *const receiver = spy.get();
+    connect(receiver, &KvProcessSpy::stateChanged, this, [receiver](QProcess::ProcessState state) {
+        if (state == QProcess::NotRunning)
+            QVERIFY(receiver->bind(qint64(OtherId)));
+    });
+    spy.reset();
+    QCOMPARE(m_table->callbacks.size(), 2);
+    QCOMPARE(m_table->openHandles(), 0);
+    m_table->end(OtherId, 1, 1);
 }
 
 void tst_KvProcessSpy::receiverBindsBeforeAFailure_data()
