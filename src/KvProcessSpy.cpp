@@ -11,7 +11,6 @@
 #include <QtCore/QPointer>
 
 #include <condition_variable>
-#include <deque>
 #include <limits>
 #include <mutex>
 #include <utility>
@@ -80,7 +79,6 @@ struct KvProcessSpy::Members
     int visitors = 0;            // Callbacks that are inside the spy.
     quint64 binding = 0;         // Tells a callback whether its process is still the one.
     std::shared_ptr<ProcessTable> table;
-    std::deque<std::pair<int, QProcess::ExitStatus>> untoldExits;
 
     QString program;
     qint64 processId = 0;
@@ -324,21 +322,10 @@ void KvProcessSpy::announceExit(bool isNewState, int exitCode, QProcess::ExitSta
         // A receiver may have deleted the spy.
         if (!members->spy)
             return;
-        members->untoldExits.emplace_back(exitCode, status);
     }
     // What QTimer::singleShot does for no time at all, and also on threads that have no timers.
-    QMetaObject::invokeMethod(this, "tellExit", Qt::QueuedConnection);
-}
-
-void KvProcessSpy::tellExit()
-{
-    std::pair<int, QProcess::ExitStatus> exit;
-    {
-        const std::lock_guard<std::mutex> lock(m_members->mutex);
-        exit = m_members->untoldExits.front();
-        m_members->untoldExits.pop_front();
-    }
-    Q_EMIT exited(exit.first, exit.second);
+    const auto tell = [this, exitCode, status] { Q_EMIT exited(exitCode, status); };
+    QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
 }
 
 void KvProcessSpy::callBack(Members &members, quint64 binding)

@@ -191,6 +191,8 @@ void tst_KvProcessSpy::signalsInOrder()
     const QMetaObject &meta = KvProcessSpy::staticMetaObject;
     QCOMPARE(meta.method(meta.methodOffset()).methodSignature(), "stateChanged(QProcess::ProcessState)");
     QCOMPARE(meta.method(meta.methodOffset() + 1).methodSignature(), "exited(int,QProcess::ExitStatus)");
+    // Nothing else that could be called by its name.
+    QCOMPARE(meta.methodCount() - meta.methodOffset(), 2);
 }
 
 void tst_KvProcessSpy::emptyNameChangesNothing()
