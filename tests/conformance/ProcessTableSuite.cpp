@@ -65,6 +65,7 @@ private Q_SLOTS:
     void callsOnceOnAnotherThread();
     void callsForAnEndedProcess();
     void everyWaitIsCalled();
+    void endsAreToldApart();
     void noCallAfterTheWait();
     void waitEndsInsideItsCallback();
     void closingDoesNotWait();
@@ -233,6 +234,29 @@ void ProcessTableSuite::everyWaitIsCalled()
     QVERIFY(called.tryAcquire(Waits, Patience));
     waits.clear();
     QCOMPARE(called.available(), 0);
+}
+
+void ProcessTableSuite::endsAreToldApart()
+{
+    constexpr int Children = 3;
+    Semaphore called[Children];
+    std::vector<Child> children;
+    std::vector<NativeHandle> processes;
+    std::vector<NativeHandle> waits;
+    for (Semaphore &semaphore : called) {
+        children.push_back(Child::start(Child::Forever, 0));
+        const quint32 access = Terminate | Query | Synchronize;
+        processes.push_back(m_table->open(access, quint32(children.back().id())).handle);
+        const auto call = [&semaphore] { semaphore.release(); };
+        waits.push_back(m_table->callAtEnd(processes.back(), call).handle);
+        QVERIFY(waits.back());
+    }
+    for (const int ending : {1, 0, 2}) {
+        QCOMPARE(m_table->terminate(processes.at(size_t(ending)), 1), 0U);
+        QVERIFY(called[ending].tryAcquire(1, Patience));
+        for (const Semaphore &semaphore : called)
+            QCOMPARE(semaphore.available(), 0);
+    }
 }
 
 void ProcessTableSuite::noCallAfterTheWait()
