@@ -11,7 +11,6 @@
 #include <QtCore/QPointer>
 
 #include <condition_variable>
-#include <deque>
 #include <limits>
 #include <mutex>
 #include <utility>
@@ -80,7 +79,6 @@ struct KvProcessSpy::Members
     int visitors = 0;            // Callbacks that are inside the spy.
     quint64 binding = 0;         // Tells a callback whether its process is still the one.
     std::shared_ptr<ProcessTable> table;
-    std::deque<std::pair<int, QProcess::ExitStatus>> untoldExits;
 
     QString program;
     qint64 processId = 0;
@@ -119,6 +117,8 @@ KvProcessSpy::KvProcessSpy(QObject *parent)
 KvProcessSpy::~KvProcessSpy()
 {
     unbind();
+    // What a receiver has bound just now would be kept open by the very callback that it waits for.
+    release();
     std::unique_lock<std::mutex> lock(m_members->mutex);
     m_members->spy = nullptr;
     m_members->visitorLeft.wait(lock, [this] { return m_members->visitors == 0; });
@@ -134,8 +134,10 @@ bool KvProcessSpy::bind(const QString &name)
 
 bool KvProcessSpy::bind(QProcess *process)
 {
-    if (!unbindForNext() || !process)
+    if (!unbindForNext())
         return false;
+    if (!process)
+        return giveUpBinding();
     connect(process, &QProcess::stateChanged, this, &KvProcessSpy::setState);
     connect(process, &QProcess::finished, this, &KvProcessSpy::onExited);
     {
@@ -154,7 +156,7 @@ bool KvProcessSpy::bind(qint64 processId)
     const std::shared_ptr<ProcessTable> table = Platform::current()->processTable;
     HandleResult opened = openProcess(*table, ProcessWatch, processId);
     if (!opened.handle)
-        return false;
+        return giveUpBinding();
     const QString program = table->programPath(opened.handle, PathCapacity).value_or(QString());
     {
         const std::lock_guard<std::mutex> lock(m_members->mutex);
@@ -175,7 +177,7 @@ bool KvProcessSpy::beginWatch()
     const std::optional<quint32> code = members->table->exitCode(members->processHandle, &error);
     if (!code) {
         qWarning() << "[FAIL] can't get process exit code, err:" << error;
-        return false;
+        return giveUpBinding();
     }
     if (*code != ProcessTable::StillActive) {
         onExited(static_cast<int>(*code), QProcess::NormalExit);
@@ -218,6 +220,13 @@ bool KvProcessSpy::unbindForNext()
         return false;
     release();
     return true;
+}
+
+bool KvProcessSpy::giveUpBinding()
+{
+    // A receiver that bound the spy when it was unbound has left another state.
+    setState(QProcess::NotRunning);
+    return false;
 }
 
 void KvProcessSpy::release()
@@ -313,21 +322,10 @@ void KvProcessSpy::announceExit(bool isNewState, int exitCode, QProcess::ExitSta
         // A receiver may have deleted the spy.
         if (!members->spy)
             return;
-        members->untoldExits.emplace_back(exitCode, status);
     }
     // What QTimer::singleShot does for no time at all, and also on threads that have no timers.
-    QMetaObject::invokeMethod(this, "tellExit", Qt::QueuedConnection);
-}
-
-void KvProcessSpy::tellExit()
-{
-    std::pair<int, QProcess::ExitStatus> exit;
-    {
-        const std::lock_guard<std::mutex> lock(m_members->mutex);
-        exit = m_members->untoldExits.front();
-        m_members->untoldExits.pop_front();
-    }
-    Q_EMIT exited(exit.first, exit.second);
+    const auto tell = [this, exitCode, status] { Q_EMIT exited(exitCode, status); };
+    QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
 }
 
 void KvProcessSpy::callBack(Members &members, quint64 binding)

@@ -83,9 +83,6 @@ Q_SIGNALS:
     /** The process has ended; once for each, on the spy's thread, and never inside a call of bind. */
     void exited(int exitCode, QProcess::ExitStatus status);
 
-private Q_SLOTS:
-    void tellExit();
-
 private:
     struct Members;
 
@@ -93,6 +90,7 @@ private:
     static void callBack(Members &members, quint64 binding);
 
     bool unbindForNext();
+    bool giveUpBinding();
     void release();
     bool beginWatch();
     bool registerWait();

@@ -20,14 +20,14 @@ struct ProcessStart
     quint16 showCommand = 0;  ///< STARTUPINFOW::wShowWindow.
 };
 
-/** What the shell is asked to start. Empty texts are passed as null. */
+/** What the shell is asked to start. The verb and the file are passed as they are, even if they are empty. */
 struct ShellStart
 {
     QString verb;
     QString file;
-    QString parameters;
-    QString directory;
-    quint32 mask = 0; ///< SHELLEXECUTEINFOW::fMask.
+    QString parameters; ///< Null to the shell if empty.
+    QString directory;  ///< With backslashes; null to the shell if empty.
+    quint32 mask = 0;   ///< SHELLEXECUTEINFOW::fMask.
     int showCommand = 0;
 };
 

@@ -65,6 +65,7 @@ private Q_SLOTS:
     void callsOnceOnAnotherThread();
     void callsForAnEndedProcess();
     void everyWaitIsCalled();
+    void endsAreToldApart();
     void noCallAfterTheWait();
     void waitEndsInsideItsCallback();
     void closingDoesNotWait();
@@ -119,7 +120,9 @@ void ProcessTableSuite::programPath()
     QCOMPARE(process.error, 0U);
     const QString path = m_table->programPath(process.handle, 4096).value_or(QString());
     QCOMPARE(QFileInfo(QDir::fromNativeSeparators(path)), QFileInfo(Child::program()));
-    QVERIFY(m_table->programPath(process.handle, 3).value_or(QString()).size() <= 3);
+    const QString start = m_table->programPath(process.handle, 3).value_or(QString());
+    QVERIFY(start.size() <= 3);
+    QVERIFY2(path.startsWith(start), qPrintable(start));
 }
 
 void ProcessTableSuite::unknownProcesses()
@@ -231,6 +234,29 @@ void ProcessTableSuite::everyWaitIsCalled()
     QVERIFY(called.tryAcquire(Waits, Patience));
     waits.clear();
     QCOMPARE(called.available(), 0);
+}
+
+void ProcessTableSuite::endsAreToldApart()
+{
+    constexpr int Children = 3;
+    Semaphore called[Children];
+    std::vector<Child> children;
+    std::vector<NativeHandle> processes;
+    std::vector<NativeHandle> waits;
+    for (Semaphore &semaphore : called) {
+        children.push_back(Child::start(Child::Forever, 0));
+        const quint32 access = Terminate | Query | Synchronize;
+        processes.push_back(m_table->open(access, quint32(children.back().id())).handle);
+        const auto call = [&semaphore] { semaphore.release(); };
+        waits.push_back(m_table->callAtEnd(processes.back(), call).handle);
+        QVERIFY(waits.back());
+    }
+    for (const int ending : {1, 0, 2}) {
+        QCOMPARE(m_table->terminate(processes.at(size_t(ending)), 1), 0U);
+        QVERIFY(called[ending].tryAcquire(1, Patience));
+        for (const Semaphore &semaphore : called)
+            QCOMPARE(semaphore.available(), 0);
+    }
 }
 
 void ProcessTableSuite::noCallAfterTheWait()

@@ -59,6 +59,7 @@ QList<QProcess::ProcessState> states(const QSignalSpy &spy)
 }
 
 using States = QList<QProcess::ProcessState>;
+using Bind = bool (*)(KvProcessSpy &);
 
 /** A spy with a record of what it tells. */
 struct Watched
@@ -133,6 +134,9 @@ private Q_SLOTS:
     void receiverUnbindsWhileBinding();
     void receiverBindsAnotherWhileBinding();
     void receiverBindsWhenUnbound();
+    void receiverBindsDuringDestruction();
+    void receiverBindsBeforeAFailure_data();
+    void receiverBindsBeforeAFailure();
     void receiverDeletesTheSpy();
 
     void nullProcessUnbinds();
@@ -187,6 +191,8 @@ void tst_KvProcessSpy::signalsInOrder()
     const QMetaObject &meta = KvProcessSpy::staticMetaObject;
     QCOMPARE(meta.method(meta.methodOffset()).methodSignature(), "stateChanged(QProcess::ProcessState)");
     QCOMPARE(meta.method(meta.methodOffset() + 1).methodSignature(), "exited(int,QProcess::ExitStatus)");
+    // Nothing else that could be called by its name.
+    QCOMPARE(meta.methodCount() - meta.methodOffset(), 2);
 }
 
 void tst_KvProcessSpy::emptyNameChangesNothing()
@@ -842,6 +848,49 @@ void tst_KvProcessSpy::receiverBindsWhenUnbound()
     m_table->end(OtherId, 1, 1);
     turnLoop();
     QVERIFY(watched.exited.isEmpty());
+}
+
+void tst_KvProcessSpy::receiverBindsDuringDestruction()
+{
+    auto spy = std::make_unique<KvProcessSpy>(nullptr);
+    QVERIFY(spy->bind(qint64(Id)));
+    KvProcessSpy *const receiver = spy.get();
+    connect(receiver, &KvProcessSpy::stateChanged, this, [receiver](QProcess::ProcessState state) {
+        if (state == QProcess::NotRunning)
+            QVERIFY(receiver->bind(qint64(OtherId)));
+    });
+    spy.reset();
+    QCOMPARE(m_table->callbacks.size(), 2);
+    QCOMPARE(m_table->openHandles(), 0);
+    m_table->end(OtherId, 1, 1);
+}
+
+void tst_KvProcessSpy::receiverBindsBeforeAFailure_data()
+{
+    QTest::addColumn<Bind>("bind");
+    QTest::newRow("refused process") << Bind([](KvProcessSpy &spy) { return spy.bind(qint64(4711)); });
+    QTest::newRow("null object") << Bind([](KvProcessSpy &spy) { return spy.bind(static_cast<QProcess *>(nullptr)); });
+    QTest::newRow("unreadable exit code") << Bind([](KvProcessSpy &spy) { return spy.bind(qint64(48)); });
+}
+
+void tst_KvProcessSpy::receiverBindsBeforeAFailure()
+{
+    QFETCH(Bind, bind);
+    m_table->add(48, u"third.exe"_s).code = std::nullopt;
+    Watched watched;
+    QVERIFY(watched.spy.bind(qint64(Id)));
+    bool isFirst = true;
+    connect(&watched.spy, &KvProcessSpy::stateChanged, this, [&](QProcess::ProcessState state) {
+        if (state == QProcess::NotRunning && std::exchange(isFirst, false))
+            QVERIFY(watched.spy.bind(qint64(OtherId)));
+    });
+    QVERIFY(!bind(watched.spy));
+    QVERIFY(!watched.spy.isRunning());
+    const auto running = QProcess::Running;
+    const auto notRunning = QProcess::NotRunning;
+    QCOMPARE(states(watched.changes), States({running, notRunning, running, notRunning}));
+    watched.spy.unbind();
+    QCOMPARE(m_table->openHandles(), 0);
 }
 
 void tst_KvProcessSpy::receiverDeletesTheSpy()

@@ -3,6 +3,7 @@
 #include "platform/portable/MachineRegistry.h"
 #include "platform/portable/MachineRegistryWatch.h"
 
+#include <QtCore/QDateTime>
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QSaveFile>
@@ -39,6 +40,7 @@ private Q_SLOTS:
     void fileEditedInPlace();
     void fileReplaced();
     void fileWrittenSlowly();
+    void emptyFileOfTheFuture();
     void newFileAndRemovedFile();
     void folderThatComesLater();
     void otherRegistryWrites();
@@ -136,6 +138,18 @@ void tst_MachineRegistryWatch::fileWrittenSlowly()
     file.close();
     QTRY_COMPARE(m_registry->value(Software, u"a"_s, {}), QVariant(u"2"_s));
     QCOMPARE(m_notices, 0);
+}
+
+void tst_MachineRegistryWatch::emptyFileOfTheFuture()
+{
+    QFile file(m_machine->path() + u"/registry/empty.reg"_s);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(file.setFileTime(QDateTime::currentDateTimeUtc().addYears(1), QFileDevice::FileModificationTime));
+    file.close();
+    watch(u"Software"_s, false);
+    m_machine->addRegistry(u"a.reg"_s, body(u"2"_s));
+    QTRY_VERIFY(m_notices >= 1);
+    QTRY_COMPARE(m_registry->value(Software, u"a"_s, {}), QVariant(u"2"_s));
 }
 
 void tst_MachineRegistryWatch::newFileAndRemovedFile()

@@ -16,6 +16,7 @@
 #include <QtTest/QTest>
 
 #include <thread>
+#include <tuple>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -343,34 +344,39 @@ void TestProcess::cycle()
 void TestProcess::ids_data()
 {
     QTest::addColumn<StartCommand>("startCommand");
+    QTest::addColumn<bool>("hasSessionToken");
     QTest::addColumn<QList<quint32>>("errors");
     QTest::addColumn<bool>("hasProcess");
     QTest::addColumn<qint64>("expected");
     const StartCommand admin = [](const QString &command, qint64 *pid, QWindow::Visibility visibility,
                                   const QString &home,
                                   bool) { return Process::startCommandAsAdmin(command, pid, visibility, home); };
-    const std::pair<const char *, StartCommand> functions[] = {{"detached", &Process::startCommandDetached},
-                                                               {"user", &Process::startCommandAsUser},
-                                                               {"elevated", &Process::startCommandAsUserElevated},
-                                                               {"admin", admin}};
-    for (const auto &[name, function] : functions) {
-        QTest::addRow("%s", name) << function << QList<quint32>{} << true << qint64(FakeStarts::ProcessId);
-        QTest::addRow("%s, failed", name) << function << QList<quint32>{2} << true << qint64(0);
-        QTest::addRow("%s, no handle", name) << function << QList<quint32>{} << false << qint64(0);
+    const std::tuple<const char *, StartCommand, bool> ways[] = {
+        {"detached", &Process::startCommandDetached, true},
+        {"user", &Process::startCommandAsUser, true},
+        {"restricted", &Process::startCommandAsUser, false},
+        {"elevated", &Process::startCommandAsUserElevated, true},
+        {"admin", admin, true}};
+    for (const auto &[name, function, hasToken] : ways) {
+        QTest::addRow("%s", name) << function << hasToken << QList<quint32>{} << true << qint64(FakeStarts::ProcessId);
+        QTest::addRow("%s, failed", name) << function << hasToken << QList<quint32>{2} << true << qint64(0);
+        QTest::addRow("%s, no handle", name) << function << hasToken << QList<quint32>{} << false << qint64(0);
     }
     QTest::newRow("detached, handed over")
-        << functions[0].second << QList<quint32>{ElevationRequired} << true << qint64(FakeStarts::ProcessId);
-    QTest::newRow("detached, handed over, failed")
-        << functions[0].second << QList<quint32>{ElevationRequired, 1223} << true << qint64(0);
+        << StartCommand(&Process::startCommandDetached) << true << QList<quint32>{ElevationRequired} << true
+        << qint64(FakeStarts::ProcessId);
+    QTest::newRow("detached, handed over, failed") << StartCommand(&Process::startCommandDetached) << true
+                                                   << QList<quint32>{ElevationRequired, 1223} << true << qint64(0);
 }
 
 void TestProcess::ids()
 {
     QFETCH(const StartCommand, startCommand);
+    QFETCH(const bool, hasSessionToken);
     QFETCH(const QList<quint32>, errors);
     QFETCH(const bool, hasProcess);
     QFETCH(const qint64, expected);
-    m_tokens->sessionTokenError = 0;
+    m_tokens->sessionTokenError = hasSessionToken ? 0 : 1314;
     m_tokens->linkedTokenError = 0;
     m_starts->errors = errors;
     m_starts->hasProcess = hasProcess;

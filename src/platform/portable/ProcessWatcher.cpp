@@ -46,7 +46,9 @@ struct ProcessWatcher::State
 
     void run();
     Processes processes();
-    void awaitChange(const Processes &processes) const;
+
+    /** Gives the processes that have ended, and those that must be asked. */
+    Processes awaitChange(const Processes &processes) const;
     void report(const Processes &processes);
     void wake() const;
 
@@ -67,8 +69,7 @@ void ProcessWatcher::State::run()
             if (isOver)
                 return;
         }
-        awaitChange(current);
-        report(current);
+        report(awaitChange(current));
     }
 }
 
@@ -82,7 +83,7 @@ ProcessWatcher::State::Processes ProcessWatcher::State::processes()
     return result;
 }
 
-void ProcessWatcher::State::awaitChange(const Processes &processes) const
+ProcessWatcher::State::Processes ProcessWatcher::State::awaitChange(const Processes &processes) const
 {
     std::vector<pollfd> states{{wakeReader.get(), POLLIN, 0}};
     bool isBlind = false;
@@ -90,10 +91,17 @@ void ProcessWatcher::State::awaitChange(const Processes &processes) const
         states.push_back({process->descriptor(), POLLIN, 0});
         isBlind = isBlind || process->descriptor() < 0;
     }
-    ::poll(states.data(), static_cast<nfds_t>(states.size()), isBlind ? PollInterval : -1);
+    const int found = ::poll(states.data(), static_cast<nfds_t>(states.size()), isBlind ? PollInterval : -1);
     char bytes[64];
     while (::read(wakeReader.get(), bytes, sizeof bytes) > 0) {
     }
+    Processes changed;
+    for (size_t i = 0; i < processes.size(); ++i) {
+        const pollfd &state = states[i + 1];
+        if (found < 0 || state.fd < 0 || state.revents != 0)
+            changed.push_back(processes[i]);
+    }
+    return changed;
 }
 
 void ProcessWatcher::State::report(const Processes &processes)

@@ -28,6 +28,12 @@ std::filesystem::path nativePath(const QString &path)
     return std::filesystem::path(path.toStdU16String());
 }
 
+/** Milliseconds; negative for a time to come. */
+qint64 ageOf(const QDateTime &modified)
+{
+    return modified.msecsTo(QDateTime::currentDateTimeUtc());
+}
+
 QByteArray hashOf(const QByteArray &content)
 {
     return QCryptographicHash::hash(content, QCryptographicHash::Sha1);
@@ -59,7 +65,7 @@ QStringList RegistryFiles::paths(const QString &folder)
 /** A file that was changed just now may change once more without a later time. */
 bool RegistryFiles::isSettled(const QDateTime &modified)
 {
-    return modified.msecsTo(QDateTime::currentDateTimeUtc()) > CoarsestTime;
+    return ageOf(modified) > CoarsestTime;
 }
 
 bool RegistryFiles::isBeingWritten(const QString &folder)
@@ -67,7 +73,9 @@ bool RegistryFiles::isBeingWritten(const QString &folder)
     const QStringList found = paths(folder);
     return std::any_of(found.begin(), found.end(), [](const QString &path) {
         const State state = stateOf(path);
-        return state.size == 0 && !isSettled(state.modified);
+        const qint64 age = ageOf(state.modified);
+        // A time to come would hold up the others' changes until then.
+        return state.size == 0 && age >= 0 && age <= CoarsestTime;
     });
 }
 

@@ -5,6 +5,7 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include <cwchar>
 #include <vector>
 
 namespace KvPlatform {
@@ -85,7 +86,9 @@ std::optional<QString> WinProcessTable::programPath(const NativeHandle &process,
         K32GetModuleFileNameExW(process.native(), nullptr, path.data(), static_cast<DWORD>(path.size()));
     if (length == 0)
         return std::nullopt;
-    return QString::fromWCharArray(path.data(), qMin(qsizetype(length), qsizetype(path.size())));
+    // The length of a path that is cut off may include its terminator.
+    const size_t units = wcsnlen(path.data(), qMin(size_t(length), path.size()));
+    return QString::fromWCharArray(path.data(), static_cast<qsizetype>(units));
 }
 
 std::optional<quint32> WinProcessTable::exitCode(const NativeHandle &process, quint32 *error) const

@@ -7,6 +7,8 @@
 #include <shellapi.h>
 #include <userenv.h>
 
+#include <vector>
+
 namespace KvPlatform {
 
 namespace {
@@ -18,16 +20,16 @@ class NativeStart
 {
 public:
     explicit NativeStart(const ProcessStart &start)
-        : m_command(start.command)
+        : m_command(static_cast<size_t>(start.command.size()) + 1)
         , m_directory(start.directory)
     {
+        start.command.toWCharArray(m_command.data());
         m_record.cb = sizeof m_record;
         m_record.dwFlags = start.startupFlags;
         m_record.wShowWindow = start.showCommand;
     }
 
-    /** The system writes into the command line. */
-    wchar_t *command() { return reinterpret_cast<wchar_t *>(m_command.data()); }
+    wchar_t *command() { return m_command.data(); }
     const wchar_t *directory() const { return m_directory.isEmpty() ? nullptr : wide(m_directory); }
     STARTUPINFOW *record() { return &m_record; }
     PROCESS_INFORMATION *made() { return &m_made; }
@@ -42,7 +44,7 @@ public:
     }
 
 private:
-    QString m_command;
+    std::vector<wchar_t> m_command; // The system writes into it, which an empty QString's text doesn't allow.
     QString m_directory;
     STARTUPINFOW m_record = {};
     PROCESS_INFORMATION m_made = {};
@@ -92,8 +94,8 @@ StartResult WinProcesses::shellExecute(const ShellStart &start) const
     SHELLEXECUTEINFOW info = {};
     info.cbSize = sizeof info;
     info.fMask = start.mask;
-    info.lpVerb = wideOrNull(start.verb);
-    info.lpFile = wideOrNull(start.file);
+    info.lpVerb = wide(start.verb);
+    info.lpFile = wide(start.file);
     info.lpParameters = wideOrNull(start.parameters);
     info.lpDirectory = wideOrNull(start.directory);
     info.nShow = start.showCommand;
