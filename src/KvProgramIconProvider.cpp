@@ -22,7 +22,10 @@ QByteArray encode(const QImage &image)
     QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
     image.save(&buffer, "PNG", -1);
-    return buffer.data();
+    QByteArray png = buffer.data();
+    buffer.setData(QByteArray());
+    png.squeeze(); // The buffer has grown by halves.
+    return png;
 }
 
 } // namespace
