@@ -19,12 +19,11 @@ namespace {
 
 QByteArray encode(const QImage &image)
 {
-    QBuffer buffer;
+    QByteArray png;
+    QBuffer buffer(&png);
     buffer.open(QIODevice::WriteOnly);
     image.save(&buffer, "PNG", -1);
-    QByteArray png = buffer.data();
-    buffer.setData(QByteArray());
-    png.squeeze(); // The buffer has grown by halves.
+    png.squeeze(); // The buffer grows ahead of what is written.
     return png;
 }
 
