@@ -46,6 +46,12 @@ QQuickTextureFactory *ProgramIconResponse::textureFactory() const
     return QQuickTextureFactory::textureFactoryForImage(m_image);
 }
 
+void ProgramIconResponse::connectNotify(const QMetaMethod &signal)
+{
+    const std::lock_guard lock(m_presence->mutex);
+    QQuickImageResponse::connectNotify(signal);
+}
+
 IconDelivery::IconDelivery(const ProgramIconResponse &response)
     : m_presence(response.m_presence)
 {}
