@@ -19,10 +19,12 @@ namespace {
 
 QByteArray encode(const QImage &image)
 {
-    QBuffer buffer;
+    QByteArray png;
+    QBuffer buffer(&png);
     buffer.open(QIODevice::WriteOnly);
     image.save(&buffer, "PNG", -1);
-    return buffer.data();
+    png.squeeze(); // The buffer grows ahead of what is written.
+    return png;
 }
 
 } // namespace
@@ -42,6 +44,12 @@ ProgramIconResponse::~ProgramIconResponse()
 QQuickTextureFactory *ProgramIconResponse::textureFactory() const
 {
     return QQuickTextureFactory::textureFactoryForImage(m_image);
+}
+
+void ProgramIconResponse::connectNotify(const QMetaMethod &signal)
+{
+    const std::lock_guard lock(m_presence->mutex);
+    QQuickImageResponse::connectNotify(signal);
 }
 
 IconDelivery::IconDelivery(const ProgramIconResponse &response)

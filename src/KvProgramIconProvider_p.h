@@ -31,6 +31,13 @@ public:
 
     QQuickTextureFactory *textureFactory() const override;
 
+protected:
+    /**
+     * Returns when no signal is under way. The engine first connects and then looks whether the response has finished;
+     * in the middle of the signal it would come too late for the one and too early for the other.
+     */
+    void connectNotify(const QMetaMethod &signal) override;
+
 private:
     friend class IconDelivery;
     friend struct KvProgramIconProviderProbe;

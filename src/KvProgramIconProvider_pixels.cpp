@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <limits>
 
 // Both checks ask what QImage::pixel would tell, whether a pixel's alpha is above 0, but of the memory itself: each
 // kind of row knows where a format keeps its alpha. Bits that a format doesn't use count where QImage::pixel counts
@@ -18,35 +19,62 @@ Unit load(const uchar *row, qsizetype place)
     return unit;
 }
 
-/** Pixels of `Units` numbers each, of which the one at `Offset` tells whether the pixel is visible. */
-template<typename Unit, int Units, int Offset, typename Test>
-struct PackedRow
+/** Pixels of one number each, visible by any bit of `Mask`. Eight bytes at a time tell which of their pixels are. */
+template<typename Unit, Unit Mask>
+struct MaskedRow
 {
-    bool isVisible(const uchar *row, int x) const
+    static constexpr int Lanes = int(sizeof(quint64) / sizeof(Unit));
+
+    bool isVisible(const uchar *row, int x) const { return (load<Unit>(row, x) & Mask) != 0; }
+
+    /** Whether any of the Lanes pixels from `x` on is visible. */
+    static bool anyVisible(const uchar *row, int x) { return masked(row, x) != 0; }
+
+    /** A one in the place of each visible pixel among the Lanes from `x` on. Up to Most of such can be added up. */
+    static quint64 visibleOnes(const uchar *row, int x)
     {
-        return Test::holds(load<Unit>(row, qsizetype(x) * Units + Offset));
+        const quint64 pixels = masked(row, x);
+        // The addition carries into a pixel's highest bit if any of the others is set.
+        return (((pixels & LowBits) + LowBits) | pixels) >> (Bits - 1) & Ones;
+    }
+
+    static constexpr int Most = 255;
+
+    static int sumOfOnes(quint64 ones)
+    {
+        int sum = 0;
+        for (int lane = 0; lane < Lanes; ++lane)
+            sum += int(ones >> (Bits * lane) & std::numeric_limits<Unit>::max());
+        return sum;
+    }
+
+private:
+    static constexpr int Bits = std::numeric_limits<Unit>::digits;
+    static constexpr quint64 Ones = std::numeric_limits<quint64>::max() / std::numeric_limits<Unit>::max();
+    static constexpr quint64 LowBits = Ones * (std::numeric_limits<Unit>::max() >> 1);
+
+    static quint64 masked(const uchar *row, int x)
+    {
+        return load<quint64>(row + qsizetype(x) * qsizetype(sizeof(Unit)), 0) & (Ones * Mask);
     }
 };
 
-template<auto Mask>
-struct AnyBit
+/** Pixels of three bytes each, visible by any bit of `Mask` in the byte at `Offset`. */
+template<int Offset, quint8 Mask>
+struct TripletRow
 {
-    template<typename Unit>
-    static bool holds(Unit unit)
-    {
-        return (unit & Mask) != 0;
-    }
+    bool isVisible(const uchar *row, int x) const { return (row[qsizetype(x) * 3 + Offset] & Mask) != 0; }
 };
 
 constexpr quint32 LastByte = Q_BYTE_ORDER == Q_LITTLE_ENDIAN ? 0xFF000000 : 0x000000FF;
 
-using Argb32Row = PackedRow<quint32, 1, 0, AnyBit<0xFF000000>>;
-using Rgba8888Row = PackedRow<quint32, 1, 0, AnyBit<LastByte>>;
-using A2Rgb30Row = PackedRow<quint32, 1, 0, AnyBit<0xC0000000>>;
-using Argb4444Row = PackedRow<quint16, 1, 0, AnyBit<0xF000u>>;
-using Argb6666Row = PackedRow<quint8, 3, 0, AnyBit<0xFCu>>;
-using Argb8565Row = PackedRow<quint8, 3, 2, AnyBit<0xFFu>>;
-using Alpha8Row = PackedRow<quint8, 1, 0, AnyBit<0xFFu>>;
+using Argb32Row = MaskedRow<quint32, 0xFF000000>;
+using Rgba8888Row = MaskedRow<quint32, LastByte>;
+using A2Rgb30Row = MaskedRow<quint32, 0xC0000000>;
+using Argb4444Row = MaskedRow<quint16, 0xF000>;
+using Alpha8Row = MaskedRow<quint8, 0xFF>;
+using Argb6666Row = TripletRow<0, 0xFC>;
+using Argb8565Row = TripletRow<2, 0xFF>;
 
 /**
  * Pixels of four numbers each, of which the last is the alpha, rounded to 255 steps. It is visible from a least number
@@ -190,6 +218,63 @@ int countVisible(const Row &kind, const uchar *row, int begin, int end)
     return visible;
 }
 
+template<typename Unit, Unit Mask>
+int countVisible(const MaskedRow<Unit, Mask> &kind, const uchar *row, int begin, int end)
+{
+    using Row = MaskedRow<Unit, Mask>;
+    int visible = 0;
+    int x = begin;
+    while (end - x >= Row::Lanes) {
+        quint64 ones = 0;
+        for (int i = 0; i < Row::Most && end - x >= Row::Lanes; ++i, x += Row::Lanes)
+            ones += Row::visibleOnes(row, x);
+        visible += Row::sumOfOnes(ones);
+    }
+    for (; x < end; ++x)
+        visible += kind.isVisible(row, x) ? 1 : 0;
+    return visible;
+}
+
+/** The first visible pixel of [begin, end), or `end`. */
+template<typename Row>
+int firstVisible(const Row &kind, const uchar *row, int begin, int end)
+{
+    while (begin < end && !kind.isVisible(row, begin))
+        ++begin;
+    return begin;
+}
+
+template<typename Unit, Unit Mask>
+int firstVisible(const MaskedRow<Unit, Mask> &kind, const uchar *row, int begin, int end)
+{
+    using Row = MaskedRow<Unit, Mask>;
+    while (end - begin >= Row::Lanes && !Row::anyVisible(row, begin))
+        begin += Row::Lanes;
+    while (begin < end && !kind.isVisible(row, begin))
+        ++begin;
+    return begin;
+}
+
+/** The last visible pixel of [begin, end), or the one before `begin`. */
+template<typename Row>
+int lastVisible(const Row &kind, const uchar *row, int begin, int end)
+{
+    while (begin < end && !kind.isVisible(row, end - 1))
+        --end;
+    return end - 1;
+}
+
+template<typename Unit, Unit Mask>
+int lastVisible(const MaskedRow<Unit, Mask> &kind, const uchar *row, int begin, int end)
+{
+    using Row = MaskedRow<Unit, Mask>;
+    while (end - begin >= Row::Lanes && !Row::anyVisible(row, end - Row::Lanes))
+        end -= Row::Lanes;
+    while (begin < end && !kind.isVisible(row, end - 1))
+        --end;
+    return end - 1;
+}
+
 /** The columns between which all that has been seen lies. */
 class Span
 {
@@ -202,16 +287,11 @@ public:
     template<typename Row>
     void add(const Row &kind, const uchar *row)
     {
-        int x = 0;
-        while (x < m_least && !kind.isVisible(row, x))
-            ++x;
-        if (x == m_width)
-            return;
-        m_least = x;
         // Only columns outside the span can widen it.
-        for (x = m_width - 1; x > m_greatest && !kind.isVisible(row, x);)
-            --x;
-        m_greatest = std::max(m_greatest, x);
+        m_least = firstVisible(kind, row, 0, m_least);
+        if (m_least == m_width)
+            return;
+        m_greatest = std::max(m_greatest, lastVisible(kind, row, m_greatest + 1, m_width));
     }
 
     bool isNarrow() const { return m_greatest - m_least < m_width / 2; }

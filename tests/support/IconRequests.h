@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KvProgramIconProviderProbe.h"
+#include "KvProgramIconProvider.h"
 
 #include <QtCore/QSize>
 #include <QtGui/QImage>
@@ -19,8 +19,6 @@ public:
     IconRequest(KvProgramIconProvider &provider, const QString &id, const QSize &size = QSize())
         : m_response(provider.requestImageResponse(id, size))
     {
-        // Qt's own locks around its connections are hidden from ThreadSanitizer.
-        const auto held = KvProgramIconProviderProbe::hold(*m_response);
         QObject::connect(
             m_response.get(), &QQuickImageResponse::finished, m_response.get(), [count = m_count] { ++*count; },
             Qt::DirectConnection);

@@ -33,17 +33,12 @@ struct KvProgramIconProviderProbe
     /** The scale that the next load will find, as the size of `size` logical pixels. */
     static int scaled(const Provider &provider, int size) { return provider.m_shared->scaled(size); }
 
-    /** While it is held nothing arrives at the response. */
-    static std::unique_lock<std::recursive_mutex> hold(const QQuickImageResponse &response)
-    {
-        return std::unique_lock(static_cast<const ProgramIconResponse &>(response).m_presence->mutex);
-    }
-
     /** Whether a picture has arrived. If it has, so has the signal. */
     static bool hasImage(const QQuickImageResponse &response)
     {
-        const auto held = hold(response);
-        return !static_cast<const ProgramIconResponse &>(response).m_image.isNull();
+        const auto &ours = static_cast<const ProgramIconResponse &>(response);
+        const std::lock_guard lock(ours.m_presence->mutex);
+        return !ours.m_image.isNull();
     }
 
     /** The bytes kept under `key`. */

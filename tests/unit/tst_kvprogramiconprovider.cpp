@@ -67,6 +67,7 @@ private Q_SLOTS:
 
     void responsesMayGoWhileTheyLoad();
     void listenerMayDeleteTheResponse();
+    void connectingWaitsForTheSignal();
     void providerMayGoWith500LoadsInFlight();
     void providerAndResponsesMayGoAtAnyMoment();
     void manyThreadsMayRequest();
@@ -425,6 +426,34 @@ void tst_KvProgramIconProvider::listenerMayDeleteTheResponse()
     m_platform->icons->gate.open();
     QVERIFY(settle());
     QCOMPARE(Probe::cachedKeys(*m_provider).size(), 1);
+}
+
+void tst_KvProgramIconProvider::connectingWaitsForTheSignal()
+{
+    m_platform->icons->gate.close();
+    const std::unique_ptr<QQuickImageResponse> response(m_provider->requestImageResponse(u"C:/a.exe"_s, QSize()));
+    FakeGate door;
+    door.close();
+    std::atomic<bool> isOver{false};
+    connect(
+        response.get(), &QQuickImageResponse::finished, response.get(),
+        [&] {
+            door.pass();
+            isOver = true;
+        },
+        Qt::DirectConnection);
+    m_platform->icons->gate.open();
+    QVERIFY(door.waitForArrivals(1));
+    const std::unique_ptr<QThread> opener(QThread::create([&door] {
+        QThread::msleep(50);
+        door.open();
+    }));
+    opener->start();
+    // As the engine does: who connects now must find afterwards that the response has finished.
+    connect(response.get(), &QQuickImageResponse::finished, this, [] {});
+    QVERIFY(isOver);
+    QVERIFY(opener->wait(60'000));
+    QVERIFY(settle());
 }
 
 void tst_KvProgramIconProvider::providerMayGoWith500LoadsInFlight()
