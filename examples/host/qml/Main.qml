@@ -241,23 +241,17 @@ ApplicationWindow {
         onEmptied: grid.forceActiveFocus(Qt.TabFocusReason)
     }
 
-    Menu {
+    EntryMenu {
         id: menu
 
         objectName: "menu"
         parent: grid.currentItem || grid
         x: Theme.unit * 15
         y: Theme.unit * 10
-
-        MenuItem {
-            text: qsTr("Start")
-            onTriggered: window.launch(grid.currentEntry)
-        }
-        MenuItem {
-            text: details.pinned ? qsTr("Unpin") : qsTr("Pin")
-            enabled: details.pinProblem === ""
-            onTriggered: window.togglePin(grid.currentEntry)
-        }
+        pinned: details.pinned
+        pinnable: details.pinProblem === ""
+        onLaunchRequested: window.launch(grid.currentEntry)
+        onPinToggled: window.togglePin(grid.currentEntry)
     }
 
     Toast {
