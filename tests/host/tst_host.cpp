@@ -32,6 +32,8 @@ private Q_SLOTS:
     void keepsStandardOutputPureWhenVerbose();
     void savesTheWindow_data();
     void savesTheWindow();
+    void isSharpAtEveryScale_data();
+    void isSharpAtEveryScale();
     void printsAndSavesInOneRun();
     void showsWhatItWasToldTo();
     void listsGamesAndToolsWithTheirLauncher();
@@ -104,6 +106,43 @@ QSet<QString> keys(const QJsonObject &object)
 {
     const QStringList list = object.keys();
     return QSet<QString>(list.cbegin(), list.cend());
+}
+
+/** A picture that is black on its left side and white on its right. */
+QImage halves(int side)
+{
+    QImage image(side, side, QImage::Format_RGB32);
+    for (int y = 0; y < side; ++y) {
+        for (int x = 0; x < side; ++x)
+            image.setPixel(x, y, x < side / 2 ? 0xff000000 : 0xffffffff);
+    }
+    return image;
+}
+
+/** How many pixels lie between the two sides of that picture, of which at least `half` are shown each; -1 without it.
+ */
+int blurOfHalves(const QImage &image, int half)
+{
+    for (int y = 0; y < image.height(); ++y) {
+        int black = 0;
+        int between = 0;
+        int white = 0;
+        for (int x = 0; x < image.width(); ++x) {
+            const QRgb pixel = image.pixel(x, y);
+            if (pixel == 0xff000000) {
+                black = between + white > 0 ? 1 : black + 1;
+                between = white = 0;
+            } else if (black >= half && pixel == 0xffffffff) {
+                if (++white >= half)
+                    return between;
+            } else if (black >= half && white == 0 && between < half) {
+                ++between;
+            } else {
+                black = between = white = 0;
+            }
+        }
+    }
+    return -1;
 }
 
 QSet<QRgb> colours(const QImage &image)
@@ -190,8 +229,11 @@ void tst_Host::initTestCase()
     for (const char *const machine : {"desk", "games"})
         write(QLatin1String(machine) + QStringLiteral("/registry/keys.reg"), WatchedKeys);
     write(QStringLiteral("desk/C/Office/POWERPNT.EXE"), "MZ");
+    QVERIFY(QDir(m_folder.path()).mkpath(QStringLiteral("desk/C/icons")));
+    QVERIFY(halves(512).save(path(QStringLiteral("desk/C/icons/halves.png"))));
     write(QStringLiteral("desk/C/rules.json"), R"([
-        { "target": "https://example.org/a b?c=%25", "displayName": "Meet", "tags": [ "meeting" ] },
+        { "target": "https://example.org/a b?c=%25", "displayName": "Meet", "tags": [ "meeting" ],
+          "icon": "image://app/C:/icons/halves.png" },
         { "target": "slides", "desktopTarget": "C:/Office/POWERPNT.EXE", "displayName": "Slides" }
     ])");
     write(QStringLiteral("settings.json"), R"([
@@ -418,6 +460,25 @@ void tst_Host::savesTheWindow()
     QVERIFY(colours(image).size() > 20);
     const QColor page = image.pixelColor(2, size.height() / 2);
     QCOMPARE(page.lightnessF() < 0.5F, dark);
+}
+
+void tst_Host::isSharpAtEveryScale_data()
+{
+    QTest::addColumn<double>("scale");
+    for (const char *const scale : {"1", "1.25", "1.5", "2", "3"})
+        QTest::newRow(scale) << QByteArray(scale).toDouble();
+}
+
+void tst_Host::isSharpAtEveryScale()
+{
+    QFETCH(const double, scale);
+    qputenv("QT_SCALE_FACTOR", QTest::currentDataTag());
+    const QImage image = screenshot(
+        {QStringLiteral("--theme"), QStringLiteral("light"), QStringLiteral("--size"), QStringLiteral("800x400")});
+    qunsetenv("QT_SCALE_FACTOR");
+    QCOMPARE(image.size(), (QSizeF(800, 400) * scale).toSize());
+    const int edge = blurOfHalves(image, qRound(18 * scale));
+    QVERIFY2(edge >= 0 && edge <= 2, qPrintable(QString::number(edge)));
 }
 
 void tst_Host::printsAndSavesInOneRun()
