@@ -57,6 +57,8 @@ ApplicationWindow {
     }
 
     function launch(entry: var) {
+        if (!entry)
+            return; // The list has changed while its menu was open.
         if (!catalogue.launch(entry))
             toast.show(qsTr("%1 could not be started.").arg(entry.name));
         else if (running && entry.file)
@@ -64,6 +66,8 @@ ApplicationWindow {
     }
 
     function togglePin(entry: var) {
+        if (!entry)
+            return;
         const place = catalogue.placeOf(entry);
         const problem = catalogue.pinProblem(entry);
         if (problem)
