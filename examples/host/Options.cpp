@@ -34,7 +34,9 @@ void describe(QCommandLineParser &parser)
          text("file")},
         {QStringLiteral("summary"),
          text("Tell the lengths of the lists and the time of the first scan on standard error.")},
-        {QStringLiteral("model"), text("Mark the games and tools that are set up for the monitor model <name>."),
+        {QStringLiteral("model"),
+         text("Mark the games and tools that are set up for the monitor model <name>; the window lets you choose "
+              "another."),
          text("name")},
         {QStringLiteral("settings"),
          text("With --model, take what is set up from <file>, a JSON array of objects such as { \"model\": \"KV-27\", "

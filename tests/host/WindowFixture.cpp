@@ -156,9 +156,20 @@ QStringList WindowFixture::close()
     // An engine that goes never deletes the responses that it still waits for.
     if (m_window && !QTest::qWaitFor([this] { return !isLoading(); }, Patience))
         m_warnings.append(QStringLiteral("A picture is never ready."));
+    if (m_window)
+        dropPictures();
     m_engine.reset();
     m_window = nullptr;
     return std::exchange(m_warnings, {});
+}
+
+/** Qt deletes the textures of pictures that are gone in the next frame, and forgets them if there is none. */
+void WindowFixture::dropPictures() const
+{
+    m_window->setProperty("iconsAvailable", false);
+    m_window->grabWindow();
+    m_window->releaseResources();
+    m_window->grabWindow();
 }
 
 bool WindowFixture::rescan()

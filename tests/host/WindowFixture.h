@@ -84,6 +84,7 @@ public:
     QStringList takeStarts() const;
 
 private:
+    void dropPictures() const;
     bool writeMachine() const;
     bool writeGames() const;
     bool writeIcons() const;

@@ -32,6 +32,8 @@ private Q_SLOTS:
     void keepsStandardOutputPureWhenVerbose();
     void savesTheWindow_data();
     void savesTheWindow();
+    void isSharpAtEveryScale_data();
+    void isSharpAtEveryScale();
     void printsAndSavesInOneRun();
     void showsWhatItWasToldTo();
     void listsGamesAndToolsWithTheirLauncher();
@@ -57,7 +59,6 @@ private:
 
     QString path(const QString &name) const { return m_folder.filePath(name); }
     void write(const QString &name, const QByteArray &bytes) const;
-    void writeWatchedKeys(const QString &machine) const;
     void writeGames() const;
     Result run(const QStringList &arguments, const QString &machineVariable = {}) const;
     Result runOnMachine(const QStringList &arguments) const;
@@ -86,6 +87,13 @@ const QSet<QString> SettingKeys{
     QStringLiteral("launcher"),
 };
 
+const QByteArray WatchedKeys("Windows Registry Editor Version 5.00\n"
+                             "[HKEY_LOCAL_MACHINE\\Software\\RegisteredApplications]\n"
+                             "[HKEY_LOCAL_MACHINE\\" UNINSTALL "]\n"
+                             "[HKEY_USERS\\" SID "\\Software\\RegisteredApplications]\n"
+                             "[HKEY_USERS\\" SID "\\" UNINSTALL "]\n"
+                             "[" SLOTS "]\n");
+
 QStringList names(const QJsonValue &list)
 {
     QStringList result;
@@ -98,6 +106,43 @@ QSet<QString> keys(const QJsonObject &object)
 {
     const QStringList list = object.keys();
     return QSet<QString>(list.cbegin(), list.cend());
+}
+
+/** A picture that is black on its left side and white on its right. */
+QImage halves(int side)
+{
+    QImage image(side, side, QImage::Format_RGB32);
+    for (int y = 0; y < side; ++y) {
+        for (int x = 0; x < side; ++x)
+            image.setPixel(x, y, x < side / 2 ? 0xff000000 : 0xffffffff);
+    }
+    return image;
+}
+
+/** How many pixels lie between the two sides of that picture, of which at least `half` are shown each; -1 without it.
+ */
+int blurOfHalves(const QImage &image, int half)
+{
+    for (int y = 0; y < image.height(); ++y) {
+        int black = 0;
+        int between = 0;
+        int white = 0;
+        for (int x = 0; x < image.width(); ++x) {
+            const QRgb pixel = image.pixel(x, y);
+            if (pixel == 0xff000000) {
+                black = between + white > 0 ? 1 : black + 1;
+                between = white = 0;
+            } else if (black >= half && pixel == 0xffffffff) {
+                if (++white >= half)
+                    return between;
+            } else if (black >= half && white == 0 && between < half) {
+                ++between;
+            } else {
+                black = between = white = 0;
+            }
+        }
+    }
+    return -1;
 }
 
 QSet<QRgb> colours(const QImage &image)
@@ -185,10 +230,15 @@ void tst_Host::initTestCase()
     logo.fill(Qt::darkCyan);
     QVERIFY(QDir(m_folder.path()).mkpath(QStringLiteral("desk/C")) &&
             logo.save(path(QStringLiteral("desk/C/logo.png"))));
-    writeWatchedKeys(QStringLiteral("desk"));
+    // What the library watches, which it would miss otherwise.
+    for (const char *const machine : {"desk", "games"})
+        write(QLatin1String(machine) + QStringLiteral("/registry/keys.reg"), WatchedKeys);
     write(QStringLiteral("desk/C/Office/POWERPNT.EXE"), "MZ");
+    QVERIFY(QDir(m_folder.path()).mkpath(QStringLiteral("desk/C/icons")));
+    QVERIFY(halves(512).save(path(QStringLiteral("desk/C/icons/halves.png"))));
     write(QStringLiteral("desk/C/rules.json"), R"([
-        { "target": "https://example.org/a b?c=%25", "displayName": "Meet", "tags": [ "meeting" ] },
+        { "target": "https://example.org/a b?c=%25", "displayName": "Meet", "tags": [ "meeting" ],
+          "icon": "image://app/C:/icons/halves.png" },
         { "target": "slides", "desktopTarget": "C:/Office/POWERPNT.EXE", "displayName": "Slides" }
     ])");
     write(QStringLiteral("settings.json"), R"([
@@ -206,24 +256,12 @@ void tst_Host::initTestCase()
     QVERIFY(QDir(m_folder.path()).mkpath(QStringLiteral("folder/machine.json")));
 }
 
-/** What the library watches, which it would miss otherwise. */
-void tst_Host::writeWatchedKeys(const QString &machine) const
-{
-    write(machine + QStringLiteral("/registry/keys.reg"), "Windows Registry Editor Version 5.00\n"
-                                                          "[HKEY_LOCAL_MACHINE\\Software\\RegisteredApplications]\n"
-                                                          "[HKEY_LOCAL_MACHINE\\" UNINSTALL "]\n"
-                                                          "[HKEY_USERS\\" SID "\\Software\\RegisteredApplications]\n"
-                                                          "[HKEY_USERS\\" SID "\\" UNINSTALL "]\n"
-                                                          "[" SLOTS "]\n");
-}
-
 /** A machine with games of some launchers, besides the one that all tests use. */
 void tst_Host::writeGames() const
 {
     write(
         QStringLiteral("games/machine.json"),
         R"({ "metadata": "C:/rules.json", "consoleUser": { "name": "kim", "domain": "DESK", "sid": "S-1-5-21-1-2-3-1001" } })");
-    writeWatchedKeys(QStringLiteral("games"));
     write(QStringLiteral("games/C/Office/POWERPNT.EXE"), "MZ");
     write(QStringLiteral("games/C/Ubisoft/UbisoftConnect.exe"), "MZ");
     write(QStringLiteral("games/C/rules.json"), R"([
@@ -429,6 +467,25 @@ void tst_Host::savesTheWindow()
     QCOMPARE(page.lightnessF() < 0.5F, dark);
 }
 
+void tst_Host::isSharpAtEveryScale_data()
+{
+    QTest::addColumn<double>("scale");
+    for (const char *const scale : {"1", "1.25", "1.5", "2", "3"})
+        QTest::newRow(scale) << QByteArray(scale).toDouble();
+}
+
+void tst_Host::isSharpAtEveryScale()
+{
+    QFETCH(const double, scale);
+    qputenv("QT_SCALE_FACTOR", QTest::currentDataTag());
+    const QImage image = screenshot(
+        {QStringLiteral("--theme"), QStringLiteral("light"), QStringLiteral("--size"), QStringLiteral("800x400")});
+    qunsetenv("QT_SCALE_FACTOR");
+    QCOMPARE(image.size(), (QSizeF(800, 400) * scale).toSize());
+    const int edge = blurOfHalves(image, qRound(18 * scale));
+    QVERIFY2(edge >= 0 && edge <= 2, qPrintable(QString::number(edge)));
+}
+
 void tst_Host::printsAndSavesInOneRun()
 {
     const QString file = path(QStringLiteral("both.png"));
@@ -436,7 +493,7 @@ void tst_Host::printsAndSavesInOneRun()
     QCOMPARE(result.exitCode, 0);
     // The program of this machine has no icon.
     static const QRegularExpression lines(
-        QStringLiteral("\\A(\\[FAIL\\] can't get program icon for \"[^\"]+\"\\n)*\\z"));
+        QStringLiteral("\\A(\\[FAIL\\] can't get (program icon for \"[^\"]+\"|icon for: .*)\\n)*\\z"));
     QVERIFY2(lines.match(QString::fromLatin1(result.errors)).hasMatch(), result.errors.constData());
     QCOMPARE(names(QJsonDocument::fromJson(result.output).object().value(QLatin1String("allApps"))).size(), 3);
     QVERIFY(!QImage(file, "PNG").isNull());

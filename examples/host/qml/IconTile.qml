@@ -13,12 +13,16 @@ Rectangle {
     // A picture that can't be had is ready too, and has no size.
     readonly property bool pictured: picture.status === Image.Ready && picture.implicitWidth > 0
     readonly property bool loading: picture.status === Image.Loading
+    // Of a program with small icons only, 48 pixels in the corner of a picture of 48 scaled pixels are used.
+    readonly property bool cornered: Math.abs(picture.implicitWidth - 48) < 0.5
+    readonly property real inset: cornered ? Math.round((width - width / Math.max(1, Screen.devicePixelRatio)) / 2) : 0
     readonly property real hue: Entries.hue(name)
 
     implicitWidth: Theme.unit * 11
     implicitHeight: implicitWidth
     radius: width * 0.24
-    color: pictured ? "transparent" : Qt.hsla(hue, 0.5, Theme.dark ? 0.4 : 0.45, 1)
+    color: inset > 0 ? Theme.tinted(Theme.text, 0.06)
+                     : pictured ? "transparent" : Qt.hsla(hue, 0.5, Theme.dark ? 0.4 : 0.45, 1)
     Accessible.ignored: true
 
     Text {
@@ -37,7 +41,10 @@ Rectangle {
         id: picture
 
         objectName: "picture"
-        anchors.fill: parent
+        x: tile.inset
+        y: tile.inset
+        width: tile.width
+        height: tile.height
         source: tile.available ? tile.source : ""
         sourceSize: Qt.size(width, height)
         fillMode: Image.PreserveAspectFit

@@ -57,6 +57,8 @@ ApplicationWindow {
     }
 
     function launch(entry: var) {
+        if (!entry)
+            return; // The list has changed while its menu was open.
         if (!catalogue.launch(entry))
             toast.show(qsTr("%1 could not be started.").arg(entry.name));
         else if (running && entry.file)
@@ -64,6 +66,8 @@ ApplicationWindow {
     }
 
     function togglePin(entry: var) {
+        if (!entry)
+            return;
         const place = catalogue.placeOf(entry);
         const problem = catalogue.pinProblem(entry);
         if (problem)
@@ -241,23 +245,17 @@ ApplicationWindow {
         onEmptied: grid.forceActiveFocus(Qt.TabFocusReason)
     }
 
-    Menu {
+    EntryMenu {
         id: menu
 
         objectName: "menu"
         parent: grid.currentItem || grid
         x: Theme.unit * 15
         y: Theme.unit * 10
-
-        MenuItem {
-            text: qsTr("Start")
-            onTriggered: window.launch(grid.currentEntry)
-        }
-        MenuItem {
-            text: details.pinned ? qsTr("Unpin") : qsTr("Pin")
-            enabled: details.pinProblem === ""
-            onTriggered: window.togglePin(grid.currentEntry)
-        }
+        pinned: details.pinned
+        pinnable: details.pinProblem === ""
+        onLaunchRequested: window.launch(grid.currentEntry)
+        onPinToggled: window.togglePin(grid.currentEntry)
     }
 
     Toast {

@@ -82,11 +82,25 @@ ComboBox {
             color: choice.highlighted ? Theme.tinted(Theme.accent, 0.2) : "transparent"
         }
     }
-    popup.padding: Theme.unit
-    popup.background: Rectangle {
-        radius: Theme.radius
-        color: Theme.card
-        border.width: 1
-        border.color: Theme.line
+    popup: Popup {
+        y: chooser.height + Theme.unit
+        width: chooser.width
+        height: Math.min(implicitHeight, chooser.Window.height - topMargin - bottomMargin)
+        topMargin: Theme.unit * 2
+        bottomMargin: topMargin
+        padding: Theme.unit
+        contentItem: ListView {
+            clip: true
+            implicitHeight: contentHeight
+            model: chooser.delegateModel
+            currentIndex: chooser.highlightedIndex
+            highlightMoveDuration: 0
+        }
+        background: Rectangle {
+            radius: Theme.radius
+            color: Theme.card
+            border.width: 1
+            border.color: Theme.line
+        }
     }
 }
