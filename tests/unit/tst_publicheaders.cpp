@@ -9,6 +9,7 @@
 #include "KvProgramInitializer.h"
 #include "KvRegistrySpy.h"
 #include "KvRiotAppUtil.h"
+#include "KvSteamAppUtil.h"
 #include "KvUbisoftAppUtil.h"
 #include "KvWeGameAppUtil.h"
 #include "Process.h"
@@ -150,10 +151,11 @@ void tst_PublicHeaders::launcherScanners()
     KvEpicAppUtil epic;
     KvOriginAppUtil origin;
     KvRiotAppUtil riot;
+    KvSteamAppUtil steam;
     KvUbisoftAppUtil ubisoft;
     KvWeGameAppUtil weGame;
     for (KvGameAppUtil *const scanner :
-         QList<KvGameAppUtil *>{&battleNet, &bsg, &epic, &origin, &riot, &ubisoft, &weGame}) {
+         QList<KvGameAppUtil *>{&battleNet, &bsg, &epic, &origin, &riot, &steam, &ubisoft, &weGame}) {
         const QMetaObject *const meta = scanner->metaObject();
         QVERIFY(!scanner->parent());
         QCOMPARE(meta->superClass(), &KvGameAppUtil::staticMetaObject);
@@ -166,8 +168,8 @@ void tst_PublicHeaders::launcherScanners()
     using WeGame = KvWeGameAppUtil;
     QCOMPARE(count(&Riot::getExecutablePathByInstallLocation, &Ubisoft::getExecutablePathByConfig,
                    &Ubisoft::isUbisoftCenterApp, &WeGame::getExecutablePathByInstallLocation,
-                   &WeGame::getRunningWeGameAppTitle, &WeGame::isWeGameAppWindow),
-             6);
+                   &WeGame::getRunningWeGameAppTitle, &WeGame::isWeGameAppWindow, &KvSteamAppUtil::isSteamCenterApp),
+             7);
 }
 
 void tst_PublicHeaders::process()
