@@ -10,7 +10,7 @@ import sys
 
 PREFIX = r"(?:typeinfo name for |typeinfo for |vtable for |guard variable for |VTT for |(?:non-)?virtual thunk to )?"
 # Instances of templates, which every library on ELF systems exports along with the namespaces that they come from.
-FOREIGN = re.compile(PREFIX + r"(?:(?:void|bool|int|unsigned|char) )*(?:std::|__gnu_cxx::|Q[A-Z]\w*|qHash|operator)")
+FOREIGN = re.compile(PREFIX + r"(?:(?:auto|void|bool|int|unsigned|char) )*(?:std::|__gnu_cxx::|Q[A-Z]\w*|qHash|operator)")
 # What the linker and AddressSanitizer add, in some builds.
 MARKS = re.compile(r"__bss_start$|_edata$|_end$|__odr_asan\.")
 
