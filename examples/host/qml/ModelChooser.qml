@@ -29,30 +29,21 @@ ComboBox {
         verticalAlignment: Text.AlignVCenter
         elide: Text.ElideRight
     }
-    indicator: Canvas {
-        id: arrow
-
+    // The lower half of a square on its corner: not every Qt has a Canvas.
+    indicator: Item {
         x: chooser.width - width - Theme.unit * 2.5
         y: Math.round((chooser.height - height) / 2)
         width: Theme.unit * 2
         height: Theme.unit
-        contextType: "2d"
-        onPaint: {
-            context.reset();
-            context.moveTo(0, 0);
-            context.lineTo(width, 0);
-            context.lineTo(width / 2, height);
-            context.closePath();
-            context.fillStyle = Theme.muted;
-            context.fill();
-        }
+        clip: true
 
-        Connections {
-            target: Theme
-
-            function onMutedChanged() {
-                arrow.requestPaint();
-            }
+        Rectangle {
+            anchors { horizontalCenter: parent.horizontalCenter; verticalCenter: parent.top }
+            width: Theme.unit * Math.SQRT2
+            height: width
+            rotation: 45
+            antialiasing: true
+            color: Theme.muted
         }
     }
     background: Rectangle {
