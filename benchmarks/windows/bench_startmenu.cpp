@@ -50,6 +50,11 @@ double median(QList<double> values)
     return values.at(values.size() / 2);
 }
 
+double least(const QList<double> &values)
+{
+    return *std::min_element(values.cbegin(), values.cend());
+}
+
 QJsonArray toJson(const QList<double> &values)
 {
     QJsonArray array;
@@ -151,7 +156,8 @@ QJsonObject compareWithBareLoop(const MenuPlatform &platform, int rounds)
     return {{u"links"_s, Links},
             {u"bareMs"_s, toJson(bareTimes)},
             {u"sourceMs"_s, toJson(sourceTimes)},
-            {u"ratio"_s, median(sourceTimes) / median(bareTimes)}};
+            {u"ratio"_s, median(sourceTimes) / median(bareTimes)},
+            {u"leastRatio"_s, least(sourceTimes) / least(bareTimes)}};
 }
 
 /** The other process: scans, and tells how old it was when the first list was there. */
@@ -300,7 +306,8 @@ int main(int argc, char *argv[])
         measureFirstList(platform, report);
     }
     report.insert(u"repeatedScans"_s, leftovers);
-    const bool isFast = report.value(u"ratio"_s).toDouble() <= WorstRatio;
+    // What else the computer does makes single rounds slower, never faster.
+    const bool isFast = report.value(u"leastRatio"_s).toDouble() <= WorstRatio;
     if (!isClean || !isFast)
         std::fputs(isClean ? "the source is slow\n" : "scans leave something behind\n", stderr);
     const int written = writeReport(argv[1], report);
