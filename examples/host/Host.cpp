@@ -207,5 +207,16 @@ void Host::end(int exitCode)
     m_patience.stop();
     disconnect(m_catalogue, nullptr, this, nullptr);
     m_catalogue->stopScan();
+    if (m_window)
+        dropPictures();
     QCoreApplication::exit(exitCode);
+}
+
+void Host::dropPictures()
+{
+    // Qt deletes the textures of pictures that are gone in the next frame, and forgets them if there is none.
+    m_window->setProperty("iconsAvailable", false);
+    m_window->grabWindow();
+    m_window->releaseResources();
+    m_window->grabWindow();
 }

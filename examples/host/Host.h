@@ -49,6 +49,7 @@ private:
     void saveNextFrame();
     void saveScreenshot();
     void end(int exitCode);
+    void dropPictures();
 
     const Options m_options;
     KvProgramContext *const m_catalogue; // The library's; it outlives this object.
