@@ -11,6 +11,7 @@
 #include <QtCore/QPointer>
 
 #include <condition_variable>
+#include <deque>
 #include <limits>
 #include <mutex>
 #include <utility>
@@ -79,6 +80,7 @@ struct KvProcessSpy::Members
     int visitors = 0;            // Callbacks that are inside the spy.
     quint64 binding = 0;         // Tells a callback whether its process is still the one.
     std::shared_ptr<ProcessTable> table;
+    std::deque<std::pair<int, QProcess::ExitStatus>> untoldExits;
 
     QString program;
     qint64 processId = 0;
@@ -322,10 +324,24 @@ void KvProcessSpy::announceExit(bool isNewState, int exitCode, QProcess::ExitSta
         // A receiver may have deleted the spy.
         if (!members->spy)
             return;
+        members->untoldExits.emplace_back(exitCode, status);
     }
     // What QTimer::singleShot does for no time at all, and also on threads that have no timers.
-    const auto tell = [this, exitCode, status] { Q_EMIT exited(exitCode, status); };
-    QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, "tellExit", Qt::QueuedConnection);
+}
+
+void KvProcessSpy::tellExit()
+{
+    std::pair<int, QProcess::ExitStatus> exit;
+    {
+        const std::lock_guard<std::mutex> lock(m_members->mutex);
+        // Anybody may invoke a slot by its name.
+        if (m_members->untoldExits.empty())
+            return;
+        exit = m_members->untoldExits.front();
+        m_members->untoldExits.pop_front();
+    }
+    Q_EMIT exited(exit.first, exit.second);
 }
 
 void KvProcessSpy::callBack(Members &members, quint64 binding)

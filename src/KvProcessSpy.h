@@ -83,6 +83,9 @@ Q_SIGNALS:
     /** The process has ended; once for each, on the spy's thread, and never inside a call of bind. */
     void exited(int exitCode, QProcess::ExitStatus status);
 
+private Q_SLOTS:
+    void tellExit();
+
 private:
     struct Members;
 
