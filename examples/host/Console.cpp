@@ -10,19 +10,28 @@
 #include <cstdio>
 #include <mutex>
 #include <thread>
+#include <utility>
+#include <vector>
 
 /** The way from the reading thread to the console, as long as there is one. */
 struct Console::Input
 {
     std::mutex mutex;
     Console *console = nullptr;
+    std::vector<QString> lines; // That the console has not taken yet.
 
     void post(const QString &line)
     {
         const std::lock_guard<std::mutex> lock(mutex);
+        lines.push_back(line);
         if (console)
-            QMetaObject::invokeMethod(
-                console, [target = console, line] { target->onLine(line); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(console, "onLines", Qt::QueuedConnection);
+    }
+
+    std::vector<QString> take()
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return std::exchange(lines, {});
     }
 };
 
@@ -90,6 +99,12 @@ void Console::start()
         }
         input->post(Quit);
     }).detach();
+}
+
+void Console::onLines()
+{
+    for (const QString &line : m_input->take())
+        onLine(line);
 }
 
 void Console::onLine(const QString &line)

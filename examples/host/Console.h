@@ -35,6 +35,9 @@ public:
 Q_SIGNALS:
     void ended();
 
+private Q_SLOTS:
+    void onLines();
+
 private:
     struct Input;
 
