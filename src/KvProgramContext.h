@@ -178,7 +178,7 @@ Q_SIGNALS:
 private:
     bool loadTarget(const QMap<QString, QVariant> &properties);
     void loadVersionInfo();
-    bool launchManaged();
+    bool launchManaged(const char *function);
     bool launchDesktop();
     bool launchWeb();
 

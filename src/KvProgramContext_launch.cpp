@@ -29,7 +29,7 @@ bool ProgramInfo::launch()
 {
     switch (m_type) {
     case TypeManaged:
-        return launchManaged();
+        return launchManaged(Q_FUNC_INFO);
     case TypeDesktop:
         return launchDesktop();
     case TypeWeb:

@@ -2,7 +2,7 @@
 
 #include "ManagedApp.h"
 
-bool ProgramInfo::launchManaged()
+bool ProgramInfo::launchManaged(const char *function)
 {
-    return ManagedApp::launch(managedTarget(), managedTargetAppIndex(), m_displayName, Q_FUNC_INFO);
+    return ManagedApp::launch(managedTarget(), managedTargetAppIndex(), m_displayName, function);
 }

@@ -94,7 +94,7 @@ void tst_ManagedPrograms::failedLaunchIsLogged()
     const QString line = u"[FAIL] can't launch uwp app: \"Program\" err: -2147023728 reason: \"Element not found.\""_s;
     QCOMPARE(log.texts(QtWarningMsg), QStringList{line});
     QCOMPARE(log.lines().constLast().file, u"KvProgramContext"_s);
-    QVERIFY(log.lines().constLast().function.contains(u"ProgramInfo::launch"_s));
+    QVERIFY(log.lines().constLast().function.contains(u"ProgramInfo::launch()"_s));
 }
 
 void tst_ManagedPrograms::iconOfAPackage_data()
