@@ -58,6 +58,7 @@ private Q_SLOTS:
     void seesChanges();
     void foldersThatChangeIdentity();
     void symbolicLinks();
+    void pipesAreNoFiles();
     void executable_data();
     void executable();
     void walk();
@@ -244,6 +245,26 @@ void TestMachineDrives::symbolicLinks()
     QVERIFY(!drives.find(u"C:/a/x"_s));
     QVERIFY(!drives.find(u"C:/sibling"_s));
     QVERIFY(QDir().rmdir(machine.path() + u"-sibling"_s));
+}
+
+void TestMachineDrives::pipesAreNoFiles()
+{
+#ifdef Q_OS_UNIX
+    MachineBuilder machine;
+    machine.addFile(u"C:/Steam/steam.exe"_s, "program");
+    QCOMPARE(::mkfifo(QFile::encodeName(machine.hostPath(u"C:/Steam/pipe"_s)).constData(), 0600), 0);
+    QVERIFY(makeLink(machine.hostPath(u"C:/Steam/pipe"_s), machine.hostPath(u"C:/Steam/link"_s)));
+    const auto drives = std::make_shared<const MachineDrives>(machine.path());
+    const MachineFiles files(drives);
+    for (const QString &path : {u"C:/Steam/pipe"_s, u"c:/steam/PIPE"_s, u"C:/Steam/link"_s}) {
+        QVERIFY(!files.exists(path));
+        QFile file(files.hostPath(path));
+        QVERIFY(!file.open(QIODevice::ReadOnly));
+    }
+    QVERIFY(files.exists(u"C:/Steam/steam.exe"_s));
+#else
+    skip("no pipes among the files");
+#endif
 }
 
 void TestMachineDrives::executable_data()

@@ -18,7 +18,8 @@ constexpr qint64 NanosecondsPerSecond = 1'000'000'000;
 HostStatus fromNative(int result, const struct stat &native)
 {
     HostStatus status;
-    if (result != 0)
+    // Windows keeps pipes, sockets and devices elsewhere, and who opens one here may wait forever.
+    if (result != 0 || !(S_ISREG(native.st_mode) || S_ISDIR(native.st_mode) || S_ISLNK(native.st_mode)))
         return status;
     status.exists = true;
     status.isFolder = S_ISDIR(native.st_mode);

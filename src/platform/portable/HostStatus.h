@@ -5,7 +5,7 @@
 
 namespace KvPlatform {
 
-/** What the host system says of one of its files, in one call. */
+/** What the host system says of one of its files, in one call. What is neither file, folder nor link does not exist. */
 struct HostStatus
 {
     bool exists = false;
