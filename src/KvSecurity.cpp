@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/Session.h"
+#include "platform/SystemValues.h"
 #include "platform/Tokens.h"
 
 #include <QtCore/QDebug>
@@ -18,10 +19,8 @@ using KvPlatform::Tokens;
 namespace {
 
 // Access rights and constants of winnt.h.
-constexpr quint32 TokenAdjustPrivileges = 0x0020;
 constexpr quint32 PrivilegeEnabled = 0x0002;
 constexpr quint32 ProcessQueryInformation = 0x0400;
-constexpr quint32 TokenBorrow = 0x2000A; // TOKEN_QUERY, TOKEN_DUPLICATE, READ_CONTROL
 constexpr quint32 TokenStartProcess =
     0x018B; // TOKEN_ASSIGN_PRIMARY, _DUPLICATE, _QUERY, _ADJUST_DEFAULT, _ADJUST_SESSIONID
 constexpr int SecurityImpersonation = 2;
@@ -105,7 +104,7 @@ bool enableImpersonation(const Tokens &tokens)
         if (state().impersonateEnabled)
             return true;
     }
-    const HandleResult own = tokens.openOwnToken(TokenAdjustPrivileges);
+    const HandleResult own = tokens.openOwnToken(KvPlatform::TokenAccess::AdjustPrivileges);
     if (!own.handle) {
         qWarning() << "[FAIL] can't open current process token to adjust privileges, err:" << own.error;
         return false;
@@ -143,7 +142,7 @@ NativeHandle borrowToken(const Tokens &tokens, quint32 processId, const QByteArr
     NativeHandle process = tokens.openProcess(ProcessQueryInformation, processId).handle;
     if (!process)
         return {};
-    const NativeHandle token = tokens.openProcessToken(process, TokenBorrow).handle;
+    const NativeHandle token = tokens.openProcessToken(process, KvPlatform::TokenAccess::Borrow).handle;
     process.reset();
     if (!token || tokens.isElevated(token).value_or(true))
         return {};

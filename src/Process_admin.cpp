@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/Processes.h"
+#include "platform/SystemValues.h"
 
 #include <QtCore/QDebug>
 
@@ -13,7 +14,6 @@ using KvPlatform::StartResult;
 namespace {
 
 // Constants of shellapi.h.
-constexpr quint32 KeepProcess = 0x40;         // SEE_MASK_NOCLOSEPROCESS
 constexpr quint32 KeepProcessAndWait = 0x140; // SEE_MASK_NOCLOSEPROCESS, SEE_MASK_NOASYNC
 
 constexpr int NoExitCode = -1;
@@ -58,7 +58,7 @@ bool Process::startCommandAsAdmin(const QString &command, qint64 *pid, QWindow::
     const std::shared_ptr<Processes> processes = Platform::current()->processes;
     const auto [file, parameters] = split(command);
     ShellStart start = makeStart(file, parameters, home, visibility);
-    start.mask = pid ? KeepProcess : 0;
+    start.mask = pid ? KvPlatform::KeepProcess : 0;
     StartResult result = processes->shellExecute(start);
     if (pid)
         *pid = result.process ? processes->processId(result.process) : 0;

@@ -4,6 +4,7 @@
 #include "platform/Platform.h"
 #include "platform/Processes.h"
 #include "platform/Session.h"
+#include "platform/SystemValues.h"
 #include "platform/Tokens.h"
 
 #include <QtCore/QDebug>
@@ -17,13 +18,10 @@ using KvPlatform::StartResult;
 
 namespace {
 
-// Constants of winbase.h, winnt.h and winerror.h.
+// Constants of winbase.h.
 constexpr quint32 CreationFlags = 0x620; // CREATE_UNICODE_ENVIRONMENT, CREATE_NEW_PROCESS_GROUP, NORMAL_PRIORITY_CLASS
 constexpr quint32 CreateNoWindow = 0x08000000;
-constexpr quint32 UseShowWindow = 1;     // STARTF_USESHOWWINDOW
-constexpr quint32 TokenRead = 0x20008;   // TOKEN_READ
-constexpr quint32 TokenBorrow = 0x2000A; // TOKEN_QUERY, TOKEN_DUPLICATE, READ_CONTROL
-constexpr quint32 ElevationRequired = 740;
+constexpr quint32 UseShowWindow = 1; // STARTF_USESHOWWINDOW
 
 /** What a caller asks for, as all functions of the chain take it. */
 struct Request
@@ -42,7 +40,7 @@ struct Attempt
     quint32 error = 0;
     QString directory;
 
-    bool needsElevation() const { return !succeeded && error == ElevationRequired; }
+    bool needsElevation() const { return !succeeded && error == KvPlatform::SystemError::ElevationRequired; }
 };
 
 /** How a way of starting is told in the log. */
@@ -157,7 +155,7 @@ bool Process::startCommandAsUser(const QString &command, qint64 *pid, QWindow::V
 bool Process::startCommandAsRestricted(const QString &command, qint64 *pid, QWindow::Visibility visibility,
                                        const QString &home, bool inheritEnvironment)
 {
-    HandleResult own = Platform::current()->tokens->openOwnToken(TokenBorrow);
+    HandleResult own = Platform::current()->tokens->openOwnToken(KvPlatform::TokenAccess::Borrow);
     if (!own.handle) {
         qWarning() << "[FAIL] can't get current process token, err:" << own.error;
         return startCommandDetached(command, pid, visibility, home, inheritEnvironment);
@@ -184,7 +182,7 @@ bool Process::startCommandDetached(const QString &command, qint64 *pid, QWindow:
 {
     NativeHandle own;
     if (!inheritEnvironment)
-        own = Platform::current()->tokens->openOwnToken(TokenRead).handle;
+        own = Platform::current()->tokens->openOwnToken(KvPlatform::TokenAccess::Read).handle;
     const Request request{command, pid, visibility, home, inheritEnvironment};
     const Attempt attempt = tryToStart(request, own, [](const Processes &processes, const ProcessStart &start) {
         return processes.createProcess(start);

@@ -11,6 +11,7 @@
 #include "platform/RegistryWatch.h"
 #include "platform/Session.h"
 #include "platform/ShellLinks.h"
+#include "platform/SystemValues.h"
 #include "platform/Tokens.h"
 #include "platform/VersionResources.h"
 
@@ -24,9 +25,6 @@ namespace KvPlatform {
 
 namespace {
 
-constexpr quint32 NoSession = 0xFFFFFFFF;
-constexpr quint32 CallNotImplemented = 120; // ERROR_CALL_NOT_IMPLEMENTED
-constexpr quint32 WaitFailed = 0xFFFFFFFF;
 constexpr quint16 UnitedStatesEnglish = 0x0409;
 
 class NoUsers final : public UserList
@@ -64,12 +62,12 @@ Current &currentPlatform()
 
 HandleResult unsupported()
 {
-    return {NativeHandle(), CallNotImplemented};
+    return {NativeHandle(), SystemError::CallNotImplemented};
 }
 
 StartResult notStarted()
 {
-    return {false, CallNotImplemented, NativeHandle(), NativeHandle()};
+    return {false, SystemError::CallNotImplemented, NativeHandle(), NativeHandle()};
 }
 
 } // namespace
@@ -294,7 +292,7 @@ std::optional<QString> ProcessTable::programPath(const NativeHandle &, qsizetype
 std::optional<quint32> ProcessTable::exitCode(const NativeHandle &, quint32 *error) const
 {
     if (error)
-        *error = CallNotImplemented;
+        *error = SystemError::CallNotImplemented;
     return std::nullopt;
 }
 
@@ -310,7 +308,7 @@ HandleResult ProcessTable::callAtEnd(const NativeHandle &, std::function<void()>
 
 quint32 ProcessTable::terminate(const NativeHandle &, quint32) const
 {
-    return CallNotImplemented;
+    return SystemError::CallNotImplemented;
 }
 
 Registry::~Registry() = default;
@@ -345,7 +343,7 @@ RegistryWatch::~RegistryWatch() = default;
 
 quint32 RegistryWatch::arm(bool, quint32)
 {
-    return CallNotImplemented;
+    return SystemError::CallNotImplemented;
 }
 
 void RegistryWatch::notify(std::function<void()>)
@@ -355,7 +353,7 @@ RegistryWatches::~RegistryWatches() = default;
 
 RegistryWatchResult RegistryWatches::open(quint32, const QString &, quint32) const
 {
-    return {nullptr, CallNotImplemented};
+    return {nullptr, SystemError::CallNotImplemented};
 }
 
 Session::~Session() = default;
@@ -444,13 +442,13 @@ HandleResult Tokens::openOwnToken(quint32) const
 std::optional<quint64> Tokens::lookupPrivilege(const QString &, quint32 *error) const
 {
     if (error)
-        *error = CallNotImplemented;
+        *error = SystemError::CallNotImplemented;
     return std::nullopt;
 }
 
 quint32 Tokens::adjustPrivilege(const NativeHandle &, quint64, quint32) const
 {
-    return CallNotImplemented;
+    return SystemError::CallNotImplemented;
 }
 
 ProcessIds Tokens::processIds(qsizetype) const

@@ -1,4 +1,5 @@
 #include "platform/portable/HostProcess.h"
+#include "platform/SystemValues.h"
 
 #include <cerrno>
 #include <limits>
@@ -17,11 +18,7 @@ namespace KvPlatform {
 
 namespace {
 
-// System error codes under their published values.
-constexpr quint32 TooManyOpenFiles = 4;
-constexpr quint32 AccessDenied = 5;
-constexpr quint32 InvalidParameter = 87;
-
+// How a shell tells that a signal ended a process.
 constexpr quint32 SignalledExit = 128;
 
 /** Gives a negative number if the system can't, with the reason in errno. */
@@ -72,14 +69,14 @@ HostDescriptor::~HostDescriptor()
 
 std::shared_ptr<HostProcess> HostProcess::open(quint32 id, quint32 *error)
 {
-    *error = InvalidParameter;
+    *error = SystemError::InvalidParameter;
     // To the system's own calls 0 is a whole group of processes.
     if (id == 0 || id > quint32(std::numeric_limits<int>::max()) || !exists(pid_t(id)))
         return nullptr;
     HostDescriptor descriptor(openDescriptor(pid_t(id)));
     const int reason = descriptor ? 0 : errno;
     if (reason == EMFILE || reason == ENFILE)
-        *error = TooManyOpenFiles;
+        *error = SystemError::TooManyOpenFiles;
     // A system without such descriptors, or one that allows none, is asked by the id.
     if (reason != 0 && reason != ENOSYS && reason != EPERM)
         return nullptr;
@@ -114,12 +111,14 @@ std::optional<quint32> HostProcess::exitCode() const
 quint32 HostProcess::terminate() const
 {
     if (hasEnded())
-        return AccessDenied;
+        return SystemError::AccessDenied;
 #ifdef SYS_pidfd_send_signal
     if (m_descriptor)
-        return ::syscall(SYS_pidfd_send_signal, m_descriptor.get(), SIGKILL, nullptr, 0) == 0 ? 0 : AccessDenied;
+        return ::syscall(SYS_pidfd_send_signal, m_descriptor.get(), SIGKILL, nullptr, 0) == 0
+                   ? 0
+                   : SystemError::AccessDenied;
 #endif
-    return ::kill(m_id, SIGKILL) == 0 ? 0 : AccessDenied;
+    return ::kill(m_id, SIGKILL) == 0 ? 0 : SystemError::AccessDenied;
 }
 
 } // namespace KvPlatform

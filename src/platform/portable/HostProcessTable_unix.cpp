@@ -1,6 +1,7 @@
 #include "platform/portable/HostProcess.h"
 #include "platform/portable/HostProcessTable.h"
 #include "platform/portable/ProcessWatcher.h"
+#include "platform/SystemValues.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QFile>
@@ -15,12 +16,7 @@ namespace KvPlatform {
 
 namespace {
 
-// System error codes and access rights under their published values.
-constexpr quint32 NotEnoughMemory = 8;
-constexpr quint32 AccessDenied = 5;
-constexpr quint32 InvalidHandle = 6;
-constexpr quint32 NotFound = 1168;
-constexpr quint32 WaitFailed = 0xFFFFFFFF;
+// Access rights under their published values (winnt.h).
 constexpr quint32 ProcessTerminate = 0x1;
 constexpr quint32 ProcessQuery = 0x400 | 0x1000; // PROCESS_QUERY_INFORMATION, or only the limited kind
 constexpr quint32 Synchronize = 0x100000;
@@ -40,7 +36,7 @@ std::shared_ptr<HostProcess> processOf(const NativeHandle &handle, quint32 acces
     const auto *const object = static_cast<const Object *>(handle.native());
     const bool isAllowed = object && (object->access & access) != 0;
     if (error)
-        *error = isAllowed ? 0 : object ? AccessDenied : InvalidHandle;
+        *error = isAllowed ? 0 : object ? SystemError::AccessDenied : SystemError::InvalidHandle;
     return isAllowed ? object->process : nullptr;
 }
 
@@ -144,7 +140,7 @@ public:
             return opened ? std::optional<quint32>(StillActive) : std::nullopt;
         const std::optional<quint32> code = opened->exitCode();
         if (!code && error)
-            *error = NotFound;
+            *error = SystemError::NotFound;
         return code;
     }
 
@@ -164,7 +160,7 @@ public:
             return result;
         const quint64 number = m_watcher->add(std::move(opened), std::move(callback));
         if (number == 0)
-            return {NativeHandle(), NotEnoughMemory};
+            return {NativeHandle(), SystemError::NotEnoughMemory};
         result.handle = NativeHandle(new quint64(number), [watcher = m_watcher](void *native) {
             const std::unique_ptr<const quint64> wait(static_cast<const quint64 *>(native));
             watcher->remove(*wait);

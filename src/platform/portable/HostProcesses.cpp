@@ -2,6 +2,7 @@
 
 #include "platform/Files.h"
 #include "platform/portable/CommandPrograms.h"
+#include "platform/SystemValues.h"
 #include "platform/WindowsPath.h"
 
 #include <QtCore/QFileInfo>
@@ -11,8 +12,6 @@
 namespace KvPlatform {
 
 namespace {
-
-constexpr quint32 FileNotFound = 2; // ERROR_FILE_NOT_FOUND
 
 /** What a handle points to. */
 struct Started
@@ -46,7 +45,7 @@ StartResult start(const CommandProgram &program, const QString &directory)
     process.setWorkingDirectory(WindowsPath::fromNativeSeparators(directory));
     qint64 id = 0;
     if (program.program.isEmpty() || !process.startDetached(&id))
-        return {false, FileNotFound, NativeHandle(), NativeHandle()};
+        return {false, SystemError::FileNotFound, NativeHandle(), NativeHandle()};
     return {true, 0, makeHandle(quint32(id)), makeHandle(quint32(id))};
 }
 

@@ -3,6 +3,7 @@
 #include "platform/Files.h"
 #include "platform/portable/CommandPrograms.h"
 #include "platform/portable/StartJournal.h"
+#include "platform/SystemValues.h"
 #include "platform/Tokens.h"
 #include "platform/WindowsPath.h"
 
@@ -17,10 +18,7 @@ namespace KvPlatform {
 
 namespace {
 
-constexpr quint32 FileNotFound = 2;  // ERROR_FILE_NOT_FOUND
-constexpr quint32 InvalidHandle = 6; // ERROR_INVALID_HANDLE
 constexpr quint32 StillActive = 259;
-constexpr quint32 KeepProcess = 0x40; // SEE_MASK_NOCLOSEPROCESS
 constexpr qint64 MaximumFileSize = 65536;
 
 // No host gives its processes ids as high as these.
@@ -71,7 +69,7 @@ StartResult MachineProcesses::createProcess(const ProcessStart &start) const
 StartResult MachineProcesses::createProcessAsUser(const NativeHandle &token, const ProcessStart &start) const
 {
     if (!token)
-        return {false, InvalidHandle, NativeHandle(), NativeHandle()};
+        return {false, SystemError::InvalidHandle, NativeHandle(), NativeHandle()};
     const bool isElevated = m_tokens->isElevated(token).value_or(false);
     return create(isElevated ? QStringLiteral("elevated") : QStringLiteral("user"), start);
 }
@@ -80,7 +78,7 @@ StartResult MachineProcesses::createProcessWithToken(const NativeHandle &token, 
                                                      const ProcessStart &start) const
 {
     if (!token)
-        return {false, InvalidHandle, NativeHandle(), NativeHandle()};
+        return {false, SystemError::InvalidHandle, NativeHandle(), NativeHandle()};
     return create(QStringLiteral("restricted"), start);
 }
 
@@ -152,7 +150,7 @@ quint32 MachineProcesses::errorOf(const QList<CommandProgram> &programs) const
         if (!path.isEmpty())
             return prescribedError(path);
     }
-    return FileNotFound;
+    return SystemError::FileNotFound;
 }
 
 /** The path of a program that the machine has; a null text if it has none of that name. */

@@ -1,6 +1,7 @@
 #include "platform/portable/MachineRegistryWatch.h"
 
 #include "platform/portable/MachineRegistry.h"
+#include "platform/SystemValues.h"
 
 #include <QtCore/QAbstractEventDispatcher>
 #include <QtCore/QCoreApplication>
@@ -17,8 +18,6 @@ namespace KvPlatform {
 namespace {
 
 constexpr int BatchTime = 10; // Milliseconds in which changes of files are taken together.
-constexpr quint32 FileNotFound = 2;
-constexpr quint32 KeyDeleted = 1018;
 
 QString rootName(quint32 root)
 {
@@ -117,7 +116,7 @@ public:
 
     quint32 arm(bool watchSubtree, quint32) override
     {
-        return m_registry->armKey(&m_key, watchSubtree) ? 0 : KeyDeleted;
+        return m_registry->armKey(&m_key, watchSubtree) ? 0 : SystemError::KeyDeleted;
     }
 
     void notify(std::function<void()> onChange) override { m_onChange = std::move(onChange); }
@@ -170,7 +169,7 @@ RegistryWatchResult MachineRegistryWatches::open(quint32 root, const QString &su
     // The files are watched before they are read, so that nothing is missed in between.
     auto watch = std::make_unique<Watch>(m_registry, folderWatch());
     if (!watch->open(key))
-        return {nullptr, FileNotFound};
+        return {nullptr, SystemError::FileNotFound};
     return {std::move(watch), 0};
 }
 

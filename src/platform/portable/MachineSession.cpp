@@ -1,25 +1,13 @@
 #include "platform/portable/MachineSession.h"
 
 #include "platform/portable/WindowsNames.h"
+#include "platform/SystemValues.h"
 
 namespace KvPlatform {
 
 namespace {
 
-constexpr quint32 NoSession = 0xFFFFFFFF;
-
-// System error codes, access rights and kinds of tokens under their published values.
-constexpr quint32 AccessDenied = 5;
-constexpr quint32 InvalidHandle = 6;
-constexpr quint32 InvalidParameter = 87;
-constexpr quint32 NoToken = 1008;
-constexpr quint32 NoSuchLogonSession = 1312;
-constexpr quint32 NoSuchPrivilege = 1313;
-constexpr quint32 PrivilegeNotHeld = 1314;
-constexpr quint32 TokenDuplicate = 0x2;
-constexpr quint32 TokenQuery = 0x8;
-constexpr quint32 TokenAdjustPrivileges = 0x20;
-constexpr quint32 TokenAllAccess = 0xF01FF;
+// Access rights and kinds of tokens under their published values.
 constexpr quint32 ProcessQueryInformation = 0x400;
 constexpr quint32 ProcessQueryLimitedInformation = 0x1000;
 
@@ -104,10 +92,10 @@ MachineTokens::MachineTokens(const MachineFacts &facts)
 HandleResult MachineTokens::sessionUserToken(quint32 session) const
 {
     if (!m_facts.session)
-        return {NativeHandle(), PrivilegeNotHeld};
+        return {NativeHandle(), SystemError::PrivilegeNotHeld};
     if (session != MachineSession::ConsoleSession || !m_consoleUser)
-        return {NativeHandle(), NoToken};
-    return {makeHandle({Object::Token, TokenAllAccess, false, m_consoleUser->sid}), 0};
+        return {NativeHandle(), SystemError::NoToken};
+    return {makeHandle({Object::Token, TokenAccess::All, false, m_consoleUser->sid}), 0};
 }
 
 HandleResult MachineTokens::openOwnToken(quint32 access) const
@@ -130,15 +118,15 @@ std::optional<quint64> MachineTokens::lookupPrivilege(const QString &name, quint
             return id;
     }
     if (error)
-        *error = NoSuchPrivilege;
+        *error = SystemError::NoSuchPrivilege;
     return std::nullopt;
 }
 
 quint32 MachineTokens::adjustPrivilege(const NativeHandle &token, quint64, quint32) const
 {
     if (!objectOf(token, Object::Token))
-        return InvalidHandle;
-    return tokenWith(token, TokenAdjustPrivileges) ? 0 : AccessDenied;
+        return SystemError::InvalidHandle;
+    return tokenWith(token, TokenAccess::AdjustPrivileges) ? 0 : SystemError::AccessDenied;
 }
 
 ProcessIds MachineTokens::processIds(qsizetype capacity) const
@@ -159,52 +147,52 @@ HandleResult MachineTokens::openProcess(quint32 access, quint32 processId) const
         return {makeHandle({Object::Process, access, m_elevated, sidOf(m_processUser)}), 0};
     if (processId == UserProcess && m_facts.borrowed && m_consoleUser)
         return {makeHandle({Object::Process, access, false, m_consoleUser->sid}), 0};
-    return {NativeHandle(), InvalidParameter};
+    return {NativeHandle(), SystemError::InvalidParameter};
 }
 
 HandleResult MachineTokens::openProcessToken(const NativeHandle &process, quint32 access) const
 {
     const Object *const object = objectOf(process, Object::Process);
     if (!object)
-        return {NativeHandle(), InvalidHandle};
+        return {NativeHandle(), SystemError::InvalidHandle};
     if (!(object->access & (ProcessQueryInformation | ProcessQueryLimitedInformation)))
-        return {NativeHandle(), AccessDenied};
+        return {NativeHandle(), SystemError::AccessDenied};
     return {makeHandle({Object::Token, access, object->elevated, object->sid}), 0};
 }
 
 std::optional<bool> MachineTokens::isElevated(const NativeHandle &token) const
 {
-    const Object *const object = tokenWith(token, TokenQuery);
+    const Object *const object = tokenWith(token, TokenAccess::Query);
     return object ? std::optional<bool>(object->elevated) : std::nullopt;
 }
 
 std::optional<QByteArray> MachineTokens::userSid(const NativeHandle &token) const
 {
-    const Object *const object = tokenWith(token, TokenQuery);
+    const Object *const object = tokenWith(token, TokenAccess::Query);
     return object && !object->sid.isEmpty() ? std::optional<QByteArray>(object->sid) : std::nullopt;
 }
 
 HandleResult MachineTokens::linkedToken(const NativeHandle &token) const
 {
     if (!objectOf(token, Object::Token))
-        return {NativeHandle(), InvalidHandle};
-    const Object *const object = tokenWith(token, TokenQuery);
+        return {NativeHandle(), SystemError::InvalidHandle};
+    const Object *const object = tokenWith(token, TokenAccess::Query);
     if (!object)
-        return {NativeHandle(), AccessDenied};
+        return {NativeHandle(), SystemError::AccessDenied};
     if (!m_facts.linked)
-        return {NativeHandle(), NoSuchLogonSession};
-    return {makeHandle({Object::Token, TokenAllAccess, !object->elevated, object->sid}), 0};
+        return {NativeHandle(), SystemError::NoSuchLogonSession};
+    return {makeHandle({Object::Token, TokenAccess::All, !object->elevated, object->sid}), 0};
 }
 
 HandleResult MachineTokens::duplicate(const NativeHandle &token, quint32 access, int impersonationLevel, int type) const
 {
     if (!objectOf(token, Object::Token))
-        return {NativeHandle(), InvalidHandle};
-    const Object *const object = tokenWith(token, TokenDuplicate);
+        return {NativeHandle(), SystemError::InvalidHandle};
+    const Object *const object = tokenWith(token, TokenAccess::Duplicate);
     if (!object)
-        return {NativeHandle(), AccessDenied};
+        return {NativeHandle(), SystemError::AccessDenied};
     if (impersonationLevel < 0 || impersonationLevel > 3 || type < 1 || type > 2)
-        return {NativeHandle(), InvalidParameter};
+        return {NativeHandle(), SystemError::InvalidParameter};
     // No access asked for means that of the token given.
     return {makeHandle({Object::Token, access ? access : object->access, object->elevated, object->sid}), 0};
 }
