@@ -20,6 +20,11 @@ function(kv_own_code target)
     endif()
 endfunction()
 
+# What includes windows.h: wide characters, Windows 10.
+function(kv_windows_code target)
+    target_compile_definitions(${target} PRIVATE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
+endfunction()
+
 # Objects that the shared library, the tests and the benchmarks link alike.
 function(kv_add_objects target)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
@@ -32,6 +37,15 @@ endfunction()
 # Under Wine the sources lie on a drive of their own.
 set(KVPROGRAM_TEST_DRIVE "" CACHE STRING "Drive on which the tests find the source folder if they run elsewhere")
 
+# What Qt Test's macros want.
+function(kv_test_code target)
+    target_compile_definitions(${target} PRIVATE KV_SOURCE_DIR="${KVPROGRAM_TEST_DRIVE}${CMAKE_SOURCE_DIR}")
+    if(NOT MSVC)
+        # Qt 6.8's QTRY_ macros narrow their time.
+        target_compile_options(${target} PRIVATE -Wno-conversion)
+    endif()
+endfunction()
+
 # One Qt Test program, named after the class that it tests.
 function(kv_add_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LINK")
@@ -43,12 +57,8 @@ function(kv_add_test name)
     endif()
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE Qt6::Test ${arg_LINK})
-    target_compile_definitions(${name} PRIVATE KV_SOURCE_DIR="${KVPROGRAM_TEST_DRIVE}${CMAKE_SOURCE_DIR}")
     kv_own_code(${name})
-    if(NOT MSVC)
-        # Qt 6.8's QTRY_ macros narrow their time.
-        target_compile_options(${name} PRIVATE -Wno-conversion)
-    endif()
+    kv_test_code(${name})
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT
         "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/tsan.supp:halt_on_error=1;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0")
