@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Builds Qt for Windows from Debian 13's source packages; runs inside the environment. Takes about half an hour on
-# two idle cores. An interrupted run goes on where it was: Ninja knows what is built.
+# two idle cores, since several sources are compiled at once. An interrupted run goes on where it was: Ninja knows what is built.
 . "$(dirname "$0")/common.sh"
 
 work=$KV_CACHE/qt-build
 toolchain=$project/cmake/toolchains/mingw-w64.cmake
 common=(-G Ninja -DCMAKE_BUILD_TYPE=MinSizeRel -DBUILD_SHARED_LIBS=ON -DQT_BUILD_EXAMPLES=OFF -DQT_BUILD_TESTS=OFF
-    -DQT_BUILD_DOCS=OFF -DQT_GENERATE_SBOM=OFF
+    -DQT_BUILD_DOCS=OFF -DQT_GENERATE_SBOM=OFF -DQT_UNITY_BUILD=ON -DQT_UNITY_BUILD_BATCH_SIZE=16
     -DQT_HOST_PATH=/usr -DQT_HOST_PATH_CMAKE_DIR=/usr/lib/x86_64-linux-gnu/cmake)
 
 # Debian's source archives, with the sums that they had when this was written.
@@ -79,7 +79,7 @@ mapfile -t base_off < <(off opengl sql dbus widgets printsupport concurrent xml 
 make_part qt6-base -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DINPUT_opengl=no "${base_off[@]}"
 
 mapfile -t quick_off < <(off quick_particles quick_canvas quick_designer qml_profiler qml_debug qml_preview \
-    quickcontrols2_{imagine,material,universal,windows,macos,ios})
+    quickcontrols2_{fusion,fluentwinui3,imagine,material,universal,windows,macos,ios})
 make_part qt6-declarative -DCMAKE_TOOLCHAIN_FILE="$work/stage/lib/cmake/Qt6/qt.toolchain.cmake" "${quick_off[@]}"
 
 rm -rf "$qt"
