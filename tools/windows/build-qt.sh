@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds Qt for Windows from Debian 13's source packages; runs inside the environment. Takes about half an hour on
-# two idle cores, since several sources are compiled at once. An interrupted run goes on where it was: Ninja knows what is built.
+# Builds Qt for Windows from Debian 13's source packages; runs inside the environment. Takes the better part of an hour
+# on two cores, although several sources are compiled at once. An interrupted run goes on where it was: Ninja knows what
+# is built.
 . "$(dirname "$0")/common.sh"
 
 work=$KV_CACHE/qt-build
