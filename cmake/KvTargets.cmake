@@ -43,6 +43,8 @@ function(kv_test_code target)
     if(NOT MSVC)
         # Qt 6.8's QTRY_ macros narrow their time.
         target_compile_options(${target} PRIVATE -Wno-conversion)
+        # These name the folder of the build in every test, and so keep the compiler's cache from serving another folder.
+        target_compile_options(${target} PRIVATE -UQT_TESTCASE_SOURCEDIR -UQT_TESTCASE_BUILDDIR)
     endif()
 endfunction()
 
